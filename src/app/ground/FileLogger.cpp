@@ -1,0 +1,81 @@
+#include "app/ground/FileLogger.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+
+#include "app/ground/FixedText.h"
+#include "app/ground/GenericFunctions.h"
+#include "app/ground/Shell.h"
+#include "app/ground/Trace.h"
+
+namespace datacollector {
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// Close-on-exec, so that no shell command inherits the log.
+File OpenForAppending(const char* path) { return File(std::fopen(path, "a+e")); }
+
+void AppendMessage(const char* path, const char* message) {
+  const File file = OpenForAppending(path);
+  if (!file) {
+    Print("Can not open log file '%s'\n", path);
+    PrintSystemError("open");
+    return;
+  }
+  TimeStampText stamp;
+  GetTimeStamp(stamp);
+  FixedText<2047> line;
+  line.Format("[%s]:%s\n", stamp.c_str(), message);
+  if (std::fputs(line.c_str(), file.get()) >= 0 && std::fflush(file.get()) == 0) {
+    Print("Message Written into File '%s' Successfully\n", path);
+  } else {
+    Print("Can not write message into file '%s'\n", path);
+  }
+}
+
+}  // namespace
+
+const char* gui32_LogFileName = nullptr;
+
+void InitLogFile(const char* path) {
+  gui32_LogFileName = path;
+  OpenForAppending(kLogFile);
+}
+
+void WriteLog(const char* format, ...) {
+  const File file = OpenForAppending(kLogFile);
+  std::array<char, 512> stamp{};
+  GetTimeStamp(stamp.data(), stamp.size());
+  if (!file) {
+    return;
+  }
+  std::fprintf(file.get(), "%s: ", stamp.data());
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vfprintf(file.get(), format, arguments);
+  va_end(arguments);
+  std::fputc('\n', file.get());
+}
+
+void vFileLogger(const char* message) {
+  const FunctionTrace trace(__func__);
+  AppendMessage(kLogFile, message);
+  FixedText<255> command;
+  command.Format("%s %s", "logrotate", "/etc/logrotate.d/DataCollectorLogrotateConfig");
+  RunShellCommand(command.c_str());
+}
+
+void vFileLoggerTemp(const char* message) {
+  const FunctionTrace trace(__func__);
+  AppendMessage(kTemporaryLogFile, message);
+}
+
+void LogStub() {}
+
+}  // namespace datacollector

@@ -1,0 +1,133 @@
+// The flags through which the three threads hand work to each other, and the counters beside them.
+//
+// There are no locks: whatever two threads touch is an atomic of 8 or 32 bits, lock-free on every target,
+// used with the default (sequentially consistent) order unless said otherwise. Each member names its writers
+// and readers: "main" is the main thread, "network" the MQTT library's thread, "forwarding" the forwarding
+// thread.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "app/ground/SourceKind.h"
+
+namespace datacollector {
+
+using ByteFlag = std::atomic<std::uint8_t>;
+using Word = std::atomic<std::int32_t>;
+using UnsignedWord = std::atomic<std::uint32_t>;
+
+static_assert(ByteFlag::is_always_lock_free && Word::is_always_lock_free &&
+              UnsignedWord::is_always_lock_free);
+
+// The periodic write windows of one I/O kind or of one meter of a line.
+struct PeriodicWindow {
+  ByteFlag gui8_WriteRecordsDue;                   // set and cleared by main
+  ByteFlag gui8_WriteRecordsRequested;             // set by the data requests, cleared by main
+  ByteFlag gui8_WriteRecordsAfterPeriodicMinute;   // set by main; read and cleared by network
+  ByteFlag gui8_WriteRecordsWithinPeriodicMinute;  // set by main; read and cleared by network
+  ByteFlag gui8_PeriodicRecordsWritten;  // set by network, read by main, cleared by the data requests
+};
+
+// [meter][line]: one entry per meter and line.
+template <typename Entry, std::size_t Meters, std::size_t Lines>
+using MeterTable = std::array<std::array<Entry, Lines>, Meters>;
+
+template <typename Entry>
+struct PerSource {
+  std::array<Entry, kIoKinds> io;
+  MeterTable<Entry, kRs485Meters, kRs485Lines> rs485;
+  MeterTable<Entry, kRs232Meters, kRs232Lines> rs232;
+  MeterTable<Entry, kSnmpDevices, kSnmpLines> snmp;
+
+  // The entry of a meter of a meter kind. The caller keeps `meter` and `line` inside the kind's table.
+  Entry& At(SourceKind kind, std::size_t meter, std::size_t line) {
+    return kind == RS485 ? rs485[meter][line] : kind == RS232 ? rs232[meter][line] : snmp[meter][line];
+  }
+};
+
+// Meters and lines that the tables of a meter kind have room for.
+struct MeterTableSize {
+  std::size_t meters;
+  std::size_t lines;
+};
+constexpr MeterTableSize SizeOfMeterTable(SourceKind kind) {
+  return kind == RS485   ? MeterTableSize{kRs485Meters, kRs485Lines}
+         : kind == RS232 ? MeterTableSize{kRs232Meters, kRs232Lines}
+                         : MeterTableSize{kSnmpDevices, kSnmpLines};
+}
+
+extern PerSource<PeriodicWindow> DBWriteFlags;
+
+// 1 while a record has arrived in this period and is not stored: set and cleared by network, read by main.
+extern PerSource<ByteFlag> RecordFlags;
+
+// Requests to source applications. Numbers: advanced by the publisher of requests, wrapped by network.
+struct DataRequest {
+  ByteFlag gui8_AppDataReqPublished;  // written by the publisher of requests
+  ByteFlag gui8_AppDataReqPending;    // selects the meter in the retry mode of the publisher
+  Word gi32_ReqId;                    // wrapped to 0 by network
+};
+extern PerSource<DataRequest> AppDataReqFlags;
+
+// The time at which a confirmation released a kind: seconds of the monotonic clock as a double. Written by
+// network alone, read by forwarding. Kept in 32-bit words under a sequence number, because a 64-bit atomic is
+// not lock-free on the 32-bit targets.
+class ReleaseTime {
+ public:
+  void Set(std::int64_t seconds, std::int32_t nanoseconds);
+  double Seconds() const;
+  void Reset();
+
+ private:
+  UnsignedWord sequence_;  // odd while a store is under way
+  UnsignedWord secondsLow_;
+  UnsignedWord secondsHigh_;
+  UnsignedWord nanoseconds_;
+};
+
+// Sending of one kind. A meter kind has one set for all its lines and meters.
+struct KindSendFlags {
+  ByteFlag gui8_SendDCDBRecordRetryFlags;  // a retry is due: set by main, cleared by forwarding, read by both
+                                           // and by network
+  ByteFlag gui8_NoDCDBRecordsToPublish;    // nothing left to send: raised by forwarding before it reads the
+                                           // table, cleared by all three
+  ByteFlag gui8_FirstDCDBRecordSent;       // set by forwarding, read by main
+  ByteFlag gui8_SendDCDBRecordFlags;       // a send is wanted: set by network and main, cleared by forwarding
+  ByteFlag gui8_SendUnsentDCDBRecord;      // last delivery confirmed: set by network, cleared by forwarding,
+                                           // read by main
+  ByteFlag gui8_SendFirstCDBRecord;        // latched to 1 by network (I/O kinds) or main (meter kinds)
+  UnsignedWord gui32_LastDCDBRecordSentTime;  // seconds of the monotonic clock: forwarding writes, main reads
+  Word gi32_LastSentDCDBRecordNum;            // forwarding writes, network reads
+  ReleaseTime gf64_SendDCDBRecordFlagSetTime;
+};
+extern std::array<KindSendFlags, kSourceKinds> CloudConnectSendFlags;
+
+// The send gate: 1 = the forwarding thread may send. Cleared by network while it stores a record and by
+// forwarding when it hands one over; set by network.
+extern Word gi32_HTTPThreadSendFlag;
+
+// 1 = the WAN is up. Only the forwarding thread touches it.
+extern std::uint8_t gui8_WanStatus;
+
+// How far the recovery of a kind's last record number is. Written by the thread that recovers (main at start,
+// network when it repeats a failed one); network waits on it before it numbers a record.
+enum class Recovery : std::uint32_t { Pending, Done, Failed };
+extern std::array<std::atomic<Recovery>, kSourceKinds> gRecordNumberRecovery;
+
+// Source counts of the configuration, copied when the main loop starts. Only the main thread touches them.
+struct SourceCounts {
+  std::int32_t gi32_TotalNumEnSrces;
+  std::int32_t gi32_TotalNumRS485EnSrces;
+  std::int32_t gi32_TotalNumRS232EnSrces;
+  std::int32_t gi32_TotalNumSNMPEnSrces;
+};
+extern SourceCounts SrcFlags;
+
+// Sets every flag group back to its state at start. Before any other thread exists.
+void ZeroFlags();
+
+}  // namespace datacollector

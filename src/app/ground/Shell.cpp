@@ -1,0 +1,92 @@
+#include "app/ground/Shell.h"
+
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+
+#include "app/ground/Trace.h"
+
+namespace datacollector {
+namespace {
+
+// Process groups of the commands that are running, 0 where a place is free. Written by the threads that run a
+// command (main, network), read by the thread that ends the process. More places than threads that run one.
+std::array<std::atomic<pid_t>, 4> runningGroups;
+
+std::atomic<pid_t>* TakePlace(pid_t group) {
+  for (std::atomic<pid_t>& place : runningGroups) {
+    pid_t free = 0;
+    if (place.compare_exchange_strong(free, group)) {
+      return &place;
+    }
+  }
+  return nullptr;
+}
+
+// Only what is safe between fork and exec in a process with threads.
+void CloseInheritedDescriptors() {
+#ifdef SYS_close_range
+  if (::syscall(SYS_close_range, STDERR_FILENO + 1, UINT_MAX, 0) == 0) {
+    return;
+  }
+#endif
+  const long limit = ::sysconf(_SC_OPEN_MAX);
+  for (int descriptor = STDERR_FILENO + 1; descriptor < limit; ++descriptor) {
+    ::close(descriptor);
+  }
+}
+
+void DefaultSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGBUS, SIGPIPE}) {
+    ::signal(signal, SIG_DFL);
+  }
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] void ExecuteInChild(const char* command) {
+  ::setpgid(0, 0);
+  DefaultSignals();
+  CloseInheritedDescriptors();
+  ::execl("/bin/sh", "sh", "-c", command, static_cast<char*>(nullptr));
+  ::_exit(127);
+}
+
+}  // namespace
+
+int RunShellCommand(const char* command) {
+  FlushTrace();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ExecuteInChild(command);
+  }
+  if (child < 0) {
+    return -1;
+  }
+  ::setpgid(child, child);  // also here: the group exists before this thread can be asked to end it
+  std::atomic<pid_t>* place = TakePlace(child);
+  int status = 0;
+  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (place != nullptr) {
+    place->store(0);
+  }
+  return status;
+}
+
+void StopShellCommands() {
+  for (const std::atomic<pid_t>& place : runningGroups) {
+    if (const pid_t group = place; group > 0) {
+      ::kill(-group, SIGTERM);
+    }
+  }
+}
+
+}  // namespace datacollector

@@ -1,0 +1,25 @@
+// Recovery of a kind's last record number from its table, so that numbering continues across restarts.
+#pragma once
+
+#include <cstdint>
+
+#include "app/ground/MainState.h"
+
+namespace datacollector {
+
+// Each reads the record number of the newest row into `recordNumber` (0 for an empty table) and returns 0, or
+// leaves it and returns -1 when the table can't be read. Either outcome is announced in
+// gRecordNumberRecovery, where the writers wait for it. Main thread at start; MQTT network thread when a
+// failed one is repeated.
+int ReadLastAIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+int ReadLastDIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+int ReadLastTemperatureRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+int ReadLastRS485RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
+
+// Whether the kind's records may be numbered. Waits while the first recovery is still to be finished by the
+// main thread, and repeats a recovery that failed. MQTT network thread.
+bool EnsureRecordNumberRecovered(DataCollectorMainStructure& main, SourceKind kind);
+
+}  // namespace datacollector

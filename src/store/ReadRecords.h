@@ -1,0 +1,37 @@
+// Reading a kind's oldest unsent record and handing it over as one packet.
+#pragma once
+
+#include <cstdint>
+
+#include "app/ground/MainState.h"
+
+namespace datacollector {
+
+// What the caller does with the record that a reader finds. The reader calls Announce once with the record
+// number when it has found a row, then Publish once, then Withdraw if Publish returned false.
+class RecordHandOver {
+ public:
+  virtual ~RecordHandOver() = default;
+
+  // Puts everything in place that an answer to the record will be compared with.
+  virtual void Announce(std::int32_t recordNumber) = 0;
+
+  // Sends the packet; false when it was refused.
+  virtual bool Publish(const char* topic, const char* packet) = 0;
+
+  // Takes back what a refused packet must not leave behind.
+  virtual void Withdraw() = 0;
+};
+
+// Each hands the oldest row whose transmission status is "not sent" to `handOver`. Returns the record number
+// of that row (above 0), 0 when there is none, -1 when the table can't be read or, for the meter kinds and
+// SNMP, when the packet was refused. An AIO database that can't be opened counts as "none". Forwarding
+// thread.
+std::int32_t ReadAIDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+std::int32_t ReadDIODCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+std::int32_t ReadTemperatureDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+std::int32_t ReadRS485DCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+std::int32_t ReadRS232DCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+std::int32_t ReadSNMPDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
+
+}  // namespace datacollector

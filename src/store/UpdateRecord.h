@@ -1,0 +1,21 @@
+// Writing the outcome of a delivery into the delivered row.
+#pragma once
+
+#include "app/ground/MainState.h"
+
+namespace datacollector {
+
+// Each stores the transmission status and time of the kind's DataCollectorDBUpdate record in the row with
+// that record number and read time stamp, and returns 0, or -1 when the statement failed. A row that the ring
+// has replaced since is not touched, which counts as success. MQTT network thread.
+int UpdateAIDBRecord(DataCollectorMainStructure& main);
+int UpdateDIODBRecord(DataCollectorMainStructure& main);
+int UpdateTemperatureDBRecord(DataCollectorMainStructure& main);
+int UpdateRS485DBRecord(DataCollectorMainStructure& main);
+int UpdateRS232DBRecord(DataCollectorMainStructure& main);
+int UpdateSNMPDBRecord(DataCollectorMainStructure& main);
+
+// Writes the current local time. Returns 0.
+int GetCurrentTimeStamp(TimeStampText& out);
+
+}  // namespace datacollector
