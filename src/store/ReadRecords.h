@@ -11,6 +11,11 @@ namespace datacollector {
 // number when it has found a row, then Publish once, then Withdraw if Publish returned false.
 class RecordHandOver {
  public:
+  RecordHandOver() = default;
+  RecordHandOver(const RecordHandOver&) = delete;
+  RecordHandOver(RecordHandOver&&) = delete;
+  RecordHandOver& operator=(const RecordHandOver&) = delete;
+  RecordHandOver& operator=(RecordHandOver&&) = delete;
   virtual ~RecordHandOver() = default;
 
   // Puts everything in place that an answer to the record will be compared with.

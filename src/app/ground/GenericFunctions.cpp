@@ -103,17 +103,28 @@ void Wait(const void* /*unused*/, std::int32_t seconds, SleepSource sleep) {
   SleepOnce(length, sleep, __func__, CodePlace::Current());
 }
 
-timespec ReadMonotonicClock(const char* function, ClockSource clock, CodePlace place) {
-  timespec now{};
-  if (clock(CLOCK_MONOTONIC, &now) != 0) {
-    const int error = errno;
+ClockReading TakeMonotonicClock(ClockSource clock) {
+  ClockReading reading{};
+  if (clock(CLOCK_MONOTONIC, &reading.now) != 0) {
+    return {{}, errno};
+  }
+  return reading;
+}
+
+void PrintClockReading(const ClockReading& reading, const char* function, CodePlace place) {
+  if (reading.error != 0) {
     PrintError("FILE:%s:LINE:%d:FUNCTION:%s: => Error: clock_gettime %s : Error Number:%d\n",
-               SourceFileName(place), place.line, function, std::strerror(error), error);
-    return {};
+               SourceFileName(place), place.line, function, std::strerror(reading.error), reading.error);
+    return;
   }
   PrintLine("clock_gettime() successful");
-  Print("CurrentTime sec = %ld,  nsec = %ld \n", static_cast<long>(now.tv_sec), now.tv_nsec);
-  return now;
+  Print("CurrentTime sec = %ld,  nsec = %ld \n", static_cast<long>(reading.now.tv_sec), reading.now.tv_nsec);
+}
+
+timespec ReadMonotonicClock(const char* function, CodePlace place) {
+  const ClockReading reading = TakeMonotonicClock();
+  PrintClockReading(reading, function, place);
+  return reading.now;
 }
 
 void DecToBin(std::uint8_t* buffer, std::uint32_t value, std::size_t size) {

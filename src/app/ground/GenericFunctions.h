@@ -41,9 +41,19 @@ void SleepInMilliSecond(std::int32_t milliseconds, SleepSource sleep = ::nanosle
 // Sleeps whole seconds. The first argument is not used.
 void Wait(const void* unused, std::int32_t seconds, SleepSource sleep = ::nanosleep);
 
-// The monotonic clock, printed; zero after a failure, which is reported on standard error under `function`.
-timespec ReadMonotonicClock(const char* function, ClockSource clock = ::clock_gettime,
-                            CodePlace place = CodePlace::Current());
+// One reading of the monotonic clock: zero, and the error number, when it failed.
+struct ClockReading {
+  timespec now;
+  int error;
+};
+ClockReading TakeMonotonicClock(ClockSource clock = ::clock_gettime);
+
+// Prints a reading; a failed one is reported on standard error under the name of `function`.
+void PrintClockReading(const ClockReading& reading, const char* function,
+                       CodePlace place = CodePlace::Current());
+
+// Takes and prints a reading. Returns its time.
+timespec ReadMonotonicClock(const char* function, CodePlace place = CodePlace::Current());
 
 // Stores the binary digits of `value`, least significant first, one per byte, at most `size` of them.
 void DecToBin(std::uint8_t* buffer, std::uint32_t value, std::size_t size);

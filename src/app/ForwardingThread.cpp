@@ -1,0 +1,167 @@
+#include "app/ForwardingThread.h"
+
+#include <pthread.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "app/ground/Flags.h"
+#include "app/ground/GenericFunctions.h"
+#include "app/ground/MainState.h"
+#include "app/ground/Trace.h"
+#include "mqtt/Senders.h"
+
+namespace datacollector {
+namespace {
+
+constexpr const char* kNetworkStatusFile = "/tmp/networkstatus";
+constexpr std::size_t kNetworkStatusBytes = 10;
+constexpr std::int32_t kRoundPause = 1000;    // milliseconds
+constexpr std::int32_t kWanDownPause = 2000;  // milliseconds, in addition
+
+struct Visit {
+  SourceKind kind;
+  void (*send)(ClientConfig& cfg, double releaseTime);
+  const char* before;  // around the sender's call; nullptr: nothing
+  const char* after;
+  bool gpioLine;
+};
+
+// In the order of the visits.
+constexpr std::array<Visit, kSourceKinds> kVisits = {{
+    {AIO, SendAIDCDBRecord, nullptr, nullptr, false},
+    {DIO, SendDIODCDBRecord, nullptr, nullptr, false},
+    {RS485, SendRS485DCDBRecord,
+     "############################# Start : Reading record to publish to Server. Publish GPIO ON "
+     "#################################",
+     "############################# End : Reading record to publish to Server. Publish GPIO OFF "
+     "#################################",
+     true},
+    {TEMPERATURE, SendTemperatureDCDBRecord, nullptr, nullptr, false},
+    {RS232, SendRS232DCDBRecord,
+     "############################# Start : Reading RS232 record to publish to "
+     "Server.#################################",
+     "############################# End : Reading RS232 record to publish to "
+     "Server.#################################",
+     false},
+    {SNMP, SendSNMPDCDBRecord,
+     "############################# Start : Reading SNMP record to publish to "
+     "Server.#################################",
+     "############################# End : Reading SNMP record to publish to "
+     "Server.#################################",
+     false},
+}};
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+void PrintRs485Flags() {
+  const KindSendFlags& flags = CloudConnectSendFlags[RS485];
+  Print("CloudConnectSendFlags.gui8_RS485SendDCDBRecordFlags : %d\n", flags.gui8_SendDCDBRecordFlags.load());
+  Print("CloudConnectSendFlags.gui8_RS485FirstDCDBRecordSent : %d\n", flags.gui8_FirstDCDBRecordSent.load());
+  Print("CloudConnectSendFlags.gui8_RS485SendDCDBRecordRetryFlags : %d\n",
+        flags.gui8_SendDCDBRecordRetryFlags.load());
+  Print("CloudConnectSendFlags.gui8_RS485NoDCDBRecordsToPublish : %d\n",
+        flags.gui8_NoDCDBRecordsToPublish.load());
+}
+
+// Takes the state of the WAN from the gateway's status file. While that can't be read the last state stays, 0
+// at start.
+void ReadWanStatus() {
+  if (gMainState.DataCollectorSourcesConfig.i32_EnableLanMqtt != 0) {
+    gui8_WanStatus = 1;
+    return;
+  }
+  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(kNetworkStatusFile, "re"));
+  if (!file) {
+    PrintSystemError("Error opening network status file");
+    return;
+  }
+  std::array<char, kNetworkStatusBytes> line{};
+  if (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
+    Print("networkstatus : %s\n", line.data());
+    gui8_WanStatus = std::strtol(line.data(), nullptr, 10) != 0 ? 1 : 0;
+  }
+}
+
+bool IsDue(SourceKind kind) {
+  const KindSendFlags& flags = CloudConnectSendFlags[kind];
+  return IsSourceEnabled(gMainState.DataCollectorSourcesConfig, kind) &&
+         (flags.gui8_SendDCDBRecordFlags == 1 || flags.gui8_FirstDCDBRecordSent != 1 ||
+          flags.gui8_SendDCDBRecordRetryFlags == 1);
+}
+
+void VisitKind(const Visit& visit) {
+  Print("############################## Publishing %s record #############################\n",
+        kKindWord[visit.kind]);
+  const KindSendFlags& flags = CloudConnectSendFlags[visit.kind];
+  const double releaseTime = flags.gf64_SendDCDBRecordFlagSetTime.Seconds();
+  if (!IsDue(visit.kind) || flags.gui8_NoDCDBRecordsToPublish != 0) {
+    return;
+  }
+  if (visit.before != nullptr) {
+    PrintLine(visit.before);
+  }
+  visit.send(gClientConfig, releaseTime);
+  if (visit.after != nullptr) {
+    PrintLine(visit.after);
+  }
+  if (visit.gpioLine) {
+    Print("GPIO Toggle result : %d\n", -1);
+  }
+}
+
+void* ForwardingThread(void* /*unused*/) {
+  for (;;) {
+    RunForwardingRound();
+  }
+}
+
+pthread_t threadHandle;  // 0 until created; main thread only
+
+}  // namespace
+
+void StartForwardingThread() {
+  if (threadHandle == 0) {
+    ::pthread_create(&threadHandle, nullptr, ForwardingThread, nullptr);
+  }
+}
+
+void RunForwardingRound() {
+  if (gi32_HTTPThreadSendFlag != 1) {
+    PrintText(
+        "##############################Inside HTTP Thread,but Not Sending records. Flag is not "
+        "set#############################");
+    SleepInMilliSecond(kRoundPause);
+    return;
+  }
+  PrintLine("##############################Inside HTTP Thread, Sending records#############################");
+  PrintRs485Flags();
+  ReadWanStatus();
+  if (gui8_WanStatus != 1) {
+    PrintLine("WAN is down. ");
+    SleepInMilliSecond(kWanDownPause);
+    SleepInMilliSecond(kRoundPause);
+    return;
+  }
+  PrintLine(
+      "#######################################WAN is UP , Start sending records#######################");
+  if (gMainState.ui16_CustomerDataBaseReadWriteUpdateEnable != 0) {
+    SleepInMilliSecond(kRoundPause);
+    return;
+  }
+  PrintLine(
+      "##############################Inside HTTP Thread, ui16_CustomerDataBaseReadWriteUpdateEnable = 0 "
+      ",Sending records#############################");
+  for (const Visit& visit : kVisits) {
+    VisitKind(visit);
+  }
+  SleepInMilliSecond(gMainState.ui16_MainWhileLoopSleepInterval);
+  SleepInMilliSecond(kRoundPause);
+}
+
+}  // namespace datacollector

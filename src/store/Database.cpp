@@ -1,0 +1,123 @@
+#include "store/Database.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "app/ground/FileLogger.h"
+#include "app/ground/Trace.h"
+
+namespace datacollector {
+namespace {
+
+constexpr int kOpenAttempts = 3;
+
+// Long enough for any other user of the file, the forwarding thread's own reads included; short enough that
+// the network thread stays responsive.
+constexpr int kLockWaitMilliseconds = 100;
+
+}  // namespace
+
+void Database::CloseHandle::operator()(sqlite3* handle) const { sqlite3_close(handle); }
+
+void Database::FreeText::operator()(char* text) const { sqlite3_free(text); }
+
+bool Database::Open(const char* path) {
+  sqlite3* handle = nullptr;
+  error_.reset();
+  refusal_ = nullptr;
+  const int result = sqlite3_open(path, &handle);
+  handle_.reset(handle);  // also after a failure: the handle carries the reason
+  if (result != SQLITE_OK) {
+    return false;
+  }
+  sqlite3_busy_timeout(handle, kLockWaitMilliseconds);
+  // The fields of a record text stand in double quotes and are texts, whatever the library's default is.
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
+  return true;
+}
+
+bool Database::Open(const OpenRule& rule) {
+  bool open = false;
+  for (int attempt = 0; !open && attempt < kOpenAttempts; ++attempt) {
+    open = Open(rule.path);
+    if (!open) {
+      Print("Can not connect database '%s', so retrying %d time\n", rule.path, attempt);
+      if (rule.attemptLog != nullptr) {
+        WriteLog("%s", rule.attemptLog);
+      }
+    }
+  }
+  if (!open) {
+    rule.creator(rule.path);
+    open = Open(rule.path);
+  }
+  if (open) {
+    Print("Connection to database '%s' is successfull\n", rule.path);
+  }
+  return open;
+}
+
+bool Database::Execute(const char* statement, RowCallback onRow, void* context) {
+  char* error = nullptr;
+  const int result = sqlite3_exec(handle_.get(), statement, onRow, context, &error);
+  error_.reset(error);
+  refusal_ = nullptr;
+  return result == SQLITE_OK;
+}
+
+void Database::Rollback() {
+  if (InTransaction()) {
+    sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+}
+
+bool Database::InTransaction() const { return sqlite3_get_autocommit(handle_.get()) == 0; }
+
+void Database::Refuse(const char* text) {
+  error_.reset();
+  refusal_ = text;
+}
+
+const char* Database::ErrorText() const {
+  if (refusal_ != nullptr) {
+    return refusal_;
+  }
+  return error_ ? error_.get() : sqlite3_errmsg(handle_.get());
+}
+
+bool AwaitNextAttempt(const Database& database, const RetryRule& rule, std::int32_t failures) {
+  const RetryTexts& texts = rule.texts;
+  Print(texts.failure, rule.table, database.ErrorText());
+  if (texts.failureLog != nullptr) {
+    WriteLog(texts.failureLog, rule.table, database.ErrorText());
+  }
+  if (failures >= rule.maxAttempts) {
+    return false;
+  }
+  Print(texts.retry, rule.interval);
+  if (texts.retryLog != nullptr) {
+    WriteLog("%s", texts.retryLog);
+  }
+  if (rule.creator != nullptr && std::strstr(database.ErrorText(), "no such table") != nullptr) {
+    if (texts.missingTableLog != nullptr) {
+      WriteLog("%s", texts.missingTableLog);
+    }
+    rule.creator(rule.path);
+  }
+  ReadMonotonicClock(rule.function);
+  if (rule.unit == WaitUnit::Milliseconds) {
+    SleepInMilliSecond(rule.interval, rule.sleep);
+  } else {
+    Wait(nullptr, rule.interval, rule.sleep);
+  }
+  return true;
+}
+
+std::int32_t LeadingNumber(const char* text) {
+  return static_cast<std::int32_t>(std::strtol(text, nullptr, 10));
+}
+
+}  // namespace datacollector

@@ -1,0 +1,183 @@
+#include "gateway/harness/ChildProcess.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
+namespace datacollector::gateway {
+namespace {
+
+std::vector<char*> PointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+std::pair<Descriptor, Descriptor> MakePipe() {
+  std::array<int, 2> ends = {-1, -1};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    ADD_FAILURE() << "pipe: " << std::strerror(errno);
+  }
+  return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+// Reads a stream to its end, or until `ended` is readable and nothing is left: a grandchild may keep the
+// stream open for longer than the process lives.
+std::jthread Reader(Descriptor stream, int ended, Transcript& transcript) {
+  return std::jthread([stream = std::move(stream), ended, &transcript] {
+    std::array<char, 65536> chunk{};
+    while (true) {
+      std::array<pollfd, 2> watched = {pollfd{stream.Get(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
+      ::poll(watched.data(), watched.size(), -1);
+      if (watched[0].revents == 0 && watched[1].revents != 0) {
+        break;
+      }
+      const ssize_t length = watched[0].revents == 0 ? 0 : ::read(stream.Get(), chunk.data(), chunk.size());
+      if (length > 0) {
+        transcript.Append({chunk.data(), static_cast<std::size_t>(length)});
+      } else if (watched[0].revents != 0) {
+        break;
+      }
+    }
+    transcript.Close();
+  });
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    Close();
+    value_ = other.Release();
+  }
+  return *this;
+}
+
+int Descriptor::Release() { return std::exchange(value_, -1); }
+
+void Descriptor::Close() {
+  if (value_ >= 0) {
+    ::close(std::exchange(value_, -1));
+  }
+}
+
+ChildProcess::ChildProcess(const Options& options) {
+  auto [errRead, errWrite] = MakePipe();
+  if (options.output == Output::kToFile) {
+    const Descriptor file(
+        ::open(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    Start(options, file.Get(), errWrite.Get());
+    out_.Close();
+  } else {
+    auto [outRead, outWrite] = MakePipe();
+    Start(options, outWrite.Get(), errWrite.Get());
+    if (options.output == Output::kCollected) {
+      readers_.push_back(Reader(std::move(outRead), handle_.Get(), out_));
+    } else {
+      unread_ = std::move(outRead);
+      unreadFill_ = std::move(outWrite);
+      out_.Close();
+    }
+  }
+  errWrite.Close();
+  readers_.push_back(Reader(std::move(errRead), handle_.Get(), err_));
+}
+
+void ChildProcess::Start(const Options& options, int outTarget, int errTarget) {
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  ::posix_spawn_file_actions_adddup2(&actions, outTarget, STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, errTarget, STDERR_FILENO);
+
+  std::vector<std::string> arguments = options.arguments;
+  std::vector<std::string> variables;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    variables.emplace_back(*variable);
+  }
+  variables.insert(variables.end(), options.environment.begin(), options.environment.end());
+
+  const int error = ::posix_spawn(&pid_, options.program.c_str(), &actions, nullptr,
+                                  PointersTo(arguments).data(), PointersTo(variables).data());
+  ::posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) {
+    ADD_FAILURE() << options.program << ": " << std::strerror(error);
+    pid_ = -1;
+    status_ = -1;
+    return;
+  }
+  handle_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+}
+
+ChildProcess::~ChildProcess() {
+  if (!status_) {
+    Signal(SIGKILL);
+    WaitForExit();
+  }
+}
+
+void ChildProcess::Signal(int number) const {
+  if (!status_ && ::kill(pid_, number) != 0) {
+    ADD_FAILURE() << "kill: " << std::strerror(errno);
+  }
+}
+
+std::optional<int> ChildProcess::WaitForExit(std::chrono::milliseconds patience) {
+  if (status_) {
+    return status_;
+  }
+  pollfd watched{handle_.Get(), POLLIN, 0};
+  if (::poll(&watched, 1, static_cast<int>(patience.count())) <= 0) {
+    return std::nullopt;
+  }
+  int status = 0;
+  if (::waitpid(pid_, &status, 0) == pid_) {
+    status_ = status;
+    JoinReaders();
+  }
+  return status_;
+}
+
+bool ChildProcess::WaitUntilPipeIsFull(std::chrono::milliseconds patience) const {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  pollfd room{unreadFill_.Get(), POLLOUT, 0};
+  while (::poll(&room, 1, 0) > 0) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return false;
+    }
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+void ChildProcess::ClosePipe() {
+  unread_.Close();
+  unreadFill_.Close();
+}
+
+void ChildProcess::JoinReaders() {
+  for (std::jthread& reader : readers_) {
+    reader.join();
+  }
+  readers_.clear();
+}
+
+bool ExitedWith(const std::optional<int>& status, int code) {
+  return status && WIFEXITED(*status) && WEXITSTATUS(*status) == code;
+}
+
+}  // namespace datacollector::gateway

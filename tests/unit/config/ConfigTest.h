@@ -1,0 +1,77 @@
+// What the tests of the configuration readers share: files in a directory of their own, a zeroed main state,
+// and a reader's result with everything that it printed.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <regex>
+#include <string>
+
+#include "app/ground/MainState.h"
+#include "support/CaptureOutput.h"
+
+namespace datacollector {
+
+// Trace lines without their line numbers, which change with every edit of the source file.
+inline std::string WithoutLineNumbers(const std::string& text) {
+  return std::regex_replace(text, std::regex("LINE:[0-9]+"), "LINE:N");
+}
+
+// The trace lines around what a function prints.
+inline std::string Traced(const std::string& file, const std::string& function, const std::string& text) {
+  const std::string line = "FILE:" + file + ":LINE:N:FUNCTION:" + function;
+  return line + ":START\n" + text + line + ":END\n";
+}
+
+struct Reading {
+  int result;
+  std::string out;
+  std::string err;
+};
+
+inline Reading Captured(const std::function<int()>& reader) {
+  CapturedOutput output;
+  const int result = reader();
+  return {result, WithoutLineNumbers(output.Out()), output.Err()};
+}
+
+class ConfigTest : public ::testing::Test {
+ protected:
+  ConfigTest() {
+    std::string pattern = ::testing::TempDir() + "configXXXXXX";
+    directory_ = ::mkdtemp(pattern.data());
+  }
+  ~ConfigTest() override {
+    std::filesystem::remove_all(directory_);
+    FreeHeapCopies();
+  }
+
+  // The path of a file of the test, and the same after writing it.
+  std::string PathOf(const std::string& name) const { return directory_ + "/" + name; }
+  std::string Write(const std::string& name, const std::string& text) const {
+    std::ofstream(PathOf(name), std::ios::binary) << text;
+    return PathOf(name);
+  }
+
+  // The daemon keeps these as long as it lives; a test process goes on.
+  void FreeHeapCopies() {
+    const struct DataCollectorSiteConfig& site = main_->DataCollectorSiteConfig;
+    for (const char* text :
+         {site.SiteID, site.DeviceID, site.FailureDataCharacter, site.OverallRecordstartmark,
+          site.OverallRecordendmark, main_->SoftwareVer, main_->OruVer}) {
+      std::free(const_cast<char*>(text));
+    }
+  }
+
+  std::unique_ptr<DataCollectorMainStructure> main_ = std::make_unique<DataCollectorMainStructure>();
+
+ private:
+  std::string directory_;
+};
+
+}  // namespace datacollector
