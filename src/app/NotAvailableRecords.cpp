@@ -16,14 +16,14 @@ struct IoText {
 };
 
 // The temperature record carries the DIO module's model, because the same module reads both.
-constexpr const char* kDioModuleText = "\"<\",\"AI2DI2DO2_VT480\",0,%d,99,9,9,\"0\",0,\"0\",\">\"";
+constexpr const char* kDioModuleText = R"("<","AI2DI2DO2_VT480",0,%d,99,9,9,"0",0,"0",">")";
 constexpr std::array<IoText, kIoKinds> kIoTexts = {{
-    {"\"<\",\"M417\",0,%d,99,99.99,99.99,\"0\",0,\"0\",\">\"", 2999},
+    {R"("<","M417",0,%d,99,99.99,99.99,"0",0,"0",">")", 2999},
     {kDioModuleText, 199},
     {kDioModuleText, 199},
 }};
 
-constexpr const char* kMeterTail = "\"0\",\"0\",\"00:00:00\",\">\"";
+constexpr const char* kMeterTail = R"("0","0","00:00:00",">")";
 
 void PackIo(SourceKind kind, const char* function) {
   const FunctionTrace trace(function);
@@ -46,11 +46,11 @@ FixedText<Room> BuildMeterText(std::int32_t requestId, std::size_t line, std::si
   const char* missing = TextOrEmpty(site.FailureDataCharacter);
   FixedText<Room> text{};
   if (site.DeviceIDEnable == 1) {
-    text.Format("\"%s\",%d,%d,%zu,%zu,\"%s\",\"%s\",\"%s\",\"%s\",\"0\",", TextOrEmpty(site.DeviceID), 0,
-                requestId, line + 1, meter + 1, missing, missing, missing, missing);
+    text.Format(R"("%s",%d,%d,%zu,%zu,"%s","%s","%s","%s","0",)", TextOrEmpty(site.DeviceID), 0, requestId,
+                line + 1, meter + 1, missing, missing, missing, missing);
   } else {
-    text.Format("%d,%d,%zu,%zu,\"%s\",\"%s\",\"%s\",\"%s\",\"0\",", 0, requestId, line + 1, meter + 1,
-                missing, missing, missing, missing);
+    text.Format(R"(%d,%d,%zu,%zu,"%s","%s","%s","%s","0",)", 0, requestId, line + 1, meter + 1, missing,
+                missing, missing, missing);
   }
   Print("Before Loop = %s\n", text.c_str());
   FixedText<Room> value{};

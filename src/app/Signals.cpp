@@ -39,6 +39,13 @@ std::atomic<bool> memoryFault;
 sem_t wakeUp;
 pthread_t signalThread;
 
+// For a thread that must not return into the instruction that failed.
+[[noreturn]] void StayHere() {
+  for (;;) {
+    ::pause();
+  }
+}
+
 // Runs on whatever thread the system picks, between any two of its instructions: only what is safe there.
 // A memory fault never returns into its instruction: the thread stays here until the process has ended.
 void HandleSignal(int signal, siginfo_t* info, void* /*context*/) {
@@ -57,8 +64,8 @@ void HandleSignal(int signal, siginfo_t* info, void* /*context*/) {
     }
   }
   ::sem_post(&wakeUp);
-  while (fault) {
-    ::pause();
+  if (fault) {
+    StayHere();
   }
   errno = before;
 }

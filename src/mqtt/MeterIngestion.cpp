@@ -1,5 +1,6 @@
 #include "mqtt/MeterIngestion.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -158,12 +159,7 @@ bool TestEnabled(SourceKind kind) {
 }
 
 bool IsSelectedBy(const MeterBranch& branch, const InboundMessage& message) {
-  for (const TopicEntry entry : branch.records) {
-    if (IsOnTopic(message, entry)) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::any_of(branch.records, [&](TopicEntry entry) { return IsOnTopic(message, entry); });
 }
 
 void SetReadTime(const MeterBranch& branch) {

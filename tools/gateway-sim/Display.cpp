@@ -30,8 +30,19 @@ Display::Display(std::FILE* out, bool live, bool quiet, std::vector<SourceKind> 
       ledger_(ledger),
       nextDue_(live ? 0.0 : kSecondsBetweenLines) {}
 
-void Display::Tick(double elapsed, Phase phase) {
-  if (quiet_ || elapsed < nextDue_) {
+void Display::Tick(double elapsed, Phase phase, const std::string& note) {
+  if (quiet_) {
+    return;
+  }
+  if (note != note_) {
+    note_ = note;
+    if (live_) {
+      nextDue_ = elapsed;
+    } else {
+      std::fprintf(out_, "%5.0f s  %s\n", elapsed, note_.c_str());
+    }
+  }
+  if (elapsed < nextDue_) {
     return;
   }
   nextDue_ = elapsed + (live_ ? kSecondsBetweenTables : kSecondsBetweenLines);
@@ -49,7 +60,8 @@ void Display::DrawTable(double elapsed, Phase phase) {
     std::fprintf(out_, "\033[%zuF", height);
   }
   drawn_ = true;
-  std::fprintf(out_, "\033[K%.0f s, %s\n", elapsed, PhaseName(phase));
+  std::fprintf(out_, "\033[K%.0f s, %s%s%s\n", elapsed, PhaseName(phase), note_.empty() ? "" : ": ",
+               note_.c_str());
   std::fprintf(out_, "\033[K%-12s %10s %10s %11s %10s %10s\n", "kind", "published", "stored", "handed over",
                "confirmed", "waiting");
   for (const SourceKind kind : kinds_) {
@@ -82,9 +94,12 @@ std::string Display::StoredText(const KindCounts& counts) const {
   return ledger_.Traced() ? std::to_string(counts.stored) : "-";
 }
 
-void Display::Summary(double elapsed, Phase phase) {
+void Display::Finish(double elapsed, Phase phase) {
   nextDue_ = 0.0;
-  Tick(elapsed, phase);
+  Tick(elapsed, phase, note_);
+}
+
+void Display::Summary() {
   for (const SourceKind kind : kinds_) {
     const KindCounts& counts = ledger_.Counts(kind);
     std::fprintf(out_, "%-12s published %6lu   stored %6s   confirmed %6lu   lost %6lu", kKindIndexWord[kind],

@@ -20,10 +20,12 @@ class Display {
   // `live`: a table that is redrawn in place; else a line now and then.
   Display(std::FILE* out, bool live, bool quiet, std::vector<SourceKind> kinds, const Ledger& ledger);
 
-  // Shows progress when it is due. `elapsed` counts seconds since the start.
-  void Tick(double elapsed, Phase phase);
-  // Shows the last progress, then one line per kind.
-  void Summary(double elapsed, Phase phase);
+  // Shows progress when it is due, and a new note at once. `elapsed` counts seconds since the start.
+  void Tick(double elapsed, Phase phase, const std::string& note);
+  // Shows the last progress.
+  void Finish(double elapsed, Phase phase);
+  // One line per kind.
+  void Summary();
 
  private:
   void DrawTable(double elapsed, Phase phase);
@@ -38,6 +40,7 @@ class Display {
   const Ledger& ledger_;
   double nextDue_;
   bool drawn_ = false;
+  std::string note_;
 };
 
 // Replaces `path` with the state, the run's tag and the counts, so that a reader never sees half of it. False

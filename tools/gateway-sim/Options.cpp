@@ -56,7 +56,9 @@ Output
   --trace FILE            follow the daemon's standard output in FILE from its present end on, to count stored
                           records and applied confirmations
   --report FILE           write the state and the counts to FILE whenever the state changes
+  --note FILE             show the first line of FILE with the progress, whenever it changes
   --quiet                 show no progress, only the summary
+  --no-summary            show no summary
   --help                  show this text
 
 Signals
@@ -107,11 +109,13 @@ enum OptionId {
   kExpectAllConfirmed,
   kTrace,
   kReport,
+  kNote,
   kQuiet,
+  kNoSummary,
   kHelpOption
 };
 
-constexpr std::array<option, 21> kLongOptions = {{
+constexpr std::array<option, 23> kLongOptions = {{
     {"host", required_argument, nullptr, kHost},
     {"port", required_argument, nullptr, kPort},
     {"kinds", required_argument, nullptr, kKinds},
@@ -130,7 +134,9 @@ constexpr std::array<option, 21> kLongOptions = {{
     {"expect-all-confirmed", no_argument, nullptr, kExpectAllConfirmed},
     {"trace", required_argument, nullptr, kTrace},
     {"report", required_argument, nullptr, kReport},
+    {"note", required_argument, nullptr, kNote},
     {"quiet", no_argument, nullptr, kQuiet},
+    {"no-summary", no_argument, nullptr, kNoSummary},
     {"help", no_argument, nullptr, kHelpOption},
     {nullptr, 0, nullptr, 0},
 }};
@@ -228,10 +234,15 @@ bool SetOption(int id, const char* text, Options& options) {
       return SetText(text, options.trace);
     case kReport:
       return SetText(text, options.report);
+    case kNote:
+      return SetText(text, options.note);
     case kExpectAllStored:
       return options.expectAllStored = true;
     case kExpectAllConfirmed:
       return options.expectAllConfirmed = true;
+    case kNoSummary:
+      options.summary = false;
+      return true;
     default:
       return options.quiet = true;
   }

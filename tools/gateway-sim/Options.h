@@ -31,7 +31,9 @@ struct Options {
   bool expectAllConfirmed = false;
   std::string trace;
   std::string report;
+  std::string note;
   bool quiet = false;
+  bool summary = true;
 };
 
 enum class ParseResult { kRun, kHelp, kBad };

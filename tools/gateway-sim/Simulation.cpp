@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
+#include <istream>
 #include <string>
 #include <string_view>
 
@@ -29,6 +31,7 @@ constexpr double kSecondsForDaemonToReturn = 3.0;
 constexpr double kSecondsToArrive = 5.0;
 constexpr double kSecondsToArriveAtEnd = 1.0;
 constexpr double kSecondsBetweenTraceReads = 0.05;
+constexpr double kSecondsBetweenDisplays = 0.1;
 
 double MonotonicSeconds() {
   timespec now{};
@@ -76,7 +79,10 @@ bool Simulation::Run() {
   httpClient_.Close();
   sourceClient_.Close();
   SetPhase(Phase::kEnded);
-  display_.Summary(now_ - start_, phase_);
+  display_.Finish(now_ - start_, phase_);
+  if (options_.summary) {
+    display_.Summary();
+  }
   return Expected();
 }
 
@@ -92,7 +98,19 @@ void Simulation::Round() {
   }
   http_.Tick(now_);
   Advance();
-  display_.Tick(now_ - start_, phase_);
+  ShowProgress();
+}
+
+void Simulation::ShowProgress() {
+  if (now_ < nextDisplay_) {
+    return;
+  }
+  nextDisplay_ = now_ + kSecondsBetweenDisplays;
+  std::string note;
+  if (!options_.note.empty()) {
+    std::getline(std::ifstream(options_.note) >> std::ws, note);
+  }
+  display_.Tick(now_ - start_, phase_, note);
 }
 
 // What was published right before the end still gets through and is counted.

@@ -29,6 +29,7 @@ class Simulation {
  private:
   void Round();
   void LetArrive();
+  void ShowProgress();
   void WaitForWork();
   void Connect();
   void Advance();
@@ -52,6 +53,7 @@ class Simulation {
   double now_;
   double phaseSince_;
   double nextTrace_ = 0.0;
+  double nextDisplay_ = 0.0;
   bool started_ = false;
 };
 

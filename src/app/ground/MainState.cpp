@@ -1,7 +1,6 @@
 #include "app/ground/MainState.h"
 
 #include <algorithm>
-#include <cstring>
 #include <span>
 #include <type_traits>
 
@@ -33,7 +32,18 @@ std::int32_t EnableFlag(const DataCollectorSourcesConfig& sources, SourceKind ki
 
 DataCollectorMainStructure gMainState;
 
-void ZeroMainState(DataCollectorMainStructure& main) { std::memset(&main, 0, sizeof main); }
+// Blocks that are zero already are left alone: static storage costs no memory until it is written, and most
+// of the tables are never filled.
+void ZeroMainState(DataCollectorMainStructure& main) {
+  constexpr std::size_t kBlock = 4096;
+  auto* const bytes = reinterpret_cast<unsigned char*>(&main);
+  for (std::size_t start = 0; start < sizeof main; start += kBlock) {
+    const std::span<unsigned char> block(bytes + start, std::min(kBlock, sizeof main - start));
+    if (std::ranges::any_of(block, [](unsigned char byte) { return byte != 0; })) {
+      std::ranges::fill(block, static_cast<unsigned char>(0));
+    }
+  }
+}
 
 bool IsLineEnabled(const DataCollectorSourcesConfig& sources, SourceKind kind, std::size_t line) {
   return EnableFlag(sources, kind, line) == 1;

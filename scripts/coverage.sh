@@ -1,0 +1,33 @@
+#!/bin/sh
+# Line and branch coverage of src/ by all tests, printed per folder and file.
+#
+# Usage: scripts/coverage.sh [FOLDER...]     e.g. src/store; the whole of src/ by default
+set -eu
+cd "$(dirname "$0")/.."
+[ $# -gt 0 ] || set -- src
+
+build=$PWD/build/coverage
+data=$build/data
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage >/dev/null
+
+# The tests run where the build folder can't be written: their data goes to a folder of its own and is put
+# beside the objects afterwards.
+rm -rf "$data"
+find "$build" -name '*.gcda' -delete
+mkdir -p "$data"
+GCOV_PREFIX=$data ctest --test-dir "$build" --output-on-failure -j "$(nproc)" >"$build/ctest.log" || {
+  tail -n 60 "$build/ctest.log"
+  exit 1
+}
+cp -r "$data$build/." "$build/"
+
+for folder in "$@"; do
+  echo "== $folder"
+  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --exclude-throw-branches \
+    --exclude-unreachable-branches --sort-uncovered --txt-metric line "$build" 2>/dev/null ||
+    gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --exclude-throw-branches \
+      --exclude-unreachable-branches "$build"
+  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --exclude-throw-branches \
+    --exclude-unreachable-branches --branches "$build" | tail -n 3
+done

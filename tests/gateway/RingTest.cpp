@@ -1,0 +1,127 @@
+// The bounded table over restarts: numbering, which rows give way, and the order of delivery.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "gateway/harness/Gateway.h"
+
+namespace datacollector::gateway {
+namespace {
+
+class RingTest : public Gateway {
+ protected:
+  void SetUp() override {
+    Gateway::SetUp();
+    config.Only({AIO}).LoopInterval(10);
+  }
+};
+
+std::vector<std::string> Numbers(int first, int count, int limit) {
+  std::vector<std::string> numbers;
+  for (int i = 0; i < count; ++i) {
+    numbers.push_back(std::to_string((first - 1 + i) % limit + 1));
+  }
+  return numbers;
+}
+
+std::vector<std::string> Requests(int first, int count) { return Numbers(first, count, 1000000); }
+
+TEST_F(RingTest, TwoHundredRecordsGoThroughATableOfFiftyWithARestartInTheMiddle) {
+  WanDown();
+  config.RowLimit(AIO, 50);
+  Start();
+  StoreFrom(AIO, 1, 100);
+  Terminate();
+  Start();
+  StoreFrom(AIO, 101, 95);
+  EXPECT_EQ(ColumnOf(AIO, "RequestID"), Requests(146, 50));
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), Numbers(46, 50, 50));
+
+  // The oldest goes first, although its number is the highest.
+  WanUp();
+  ASSERT_TRUE(httpSendApp->WaitForPackets(AIO, 7));
+  StoreFrom(AIO, 196, 5);
+  EXPECT_EQ(ColumnOf(AIO, "RequestID"), Requests(151, 50));
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), Numbers(1, 50, 50));
+  const std::vector<Packet> packets = httpSendApp->Packets(AIO);
+  for (std::size_t i = 0; i < 7; ++i) {
+    EXPECT_EQ(packets[i].Request(), 146 + static_cast<int>(i));
+    EXPECT_EQ(packets[i].Number(), (45 + static_cast<int>(i)) % 50 + 1);
+  }
+}
+
+TEST_F(RingTest, AFullTableGivesUpItsOldestRowAndSaysWhich) {
+  WanDown();
+  config.RowLimit(AIO, 3);
+  Start();
+  StoreFrom(AIO, 1, 5);
+  EXPECT_EQ(ColumnOf(AIO, "RequestID"), Requests(3, 3));
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"3", "1", "2"}));
+  EXPECT_EQ(Out().Count("Deleted Record 1 from table 'AIO_table'\n"), 1U);
+  EXPECT_EQ(Out().Count("Deleted Record 2 from table 'AIO_table'\n"), 1U);
+  EXPECT_EQ(Out().Count("Deleted Record"), 2U);
+}
+
+TEST_F(RingTest, ALimitThatWasLoweredBelowTheRowsThatAreThereDeletesNothing) {
+  WanDown();
+  Start();
+  StoreFrom(AIO, 1, 4);
+  Terminate();
+  config.RowLimit(AIO, 3);
+  Start();
+  StoreFrom(AIO, 5, 1);
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"1", "2", "3", "4", "5"}));
+}
+
+TEST_F(RingTest, UnsentRecordsGoOutAfterARestart) {
+  Start(HttpSendApp::Silent);
+  StoreFrom(AIO, 1, 3);
+  httpSendApp->WaitForPacket(AIO, 0);
+  Terminate();
+  httpSendApp->Set(HttpSendApp::Delivered);
+  Start();
+  WaitUntilUpdated(AIO, 3);
+  EXPECT_EQ(ColumnOf(AIO, "TxStatus"), (std::vector<std::string>{"1", "1", "1"}));
+  EXPECT_EQ(httpSendApp->WaitForPacket(AIO, 1).text, httpSendApp->WaitForPacket(AIO, 0).text);
+}
+
+TEST_F(RingTest, ARecordThatArrivesBeforeTheRecoveryKeepsItsPlace) {
+  WanDown();
+  Start();
+  StoreFrom(AIO, 1, 2);
+  Terminate();
+  config.LoopInterval(4000);  // the recovery comes after the first sleep of the main loop
+  Launch();
+  WaitUntilSubscribed();
+  source->PublishLater(FactsOf(AIO).recordTopic, PayloadOf(AIO, 3));
+  const auto arrived = Out().WaitFor("topic = <IOModule/AIO/Record>\n");
+  const auto recovered = Out().WaitFor("Read last Record number '2' from table 'AIO_table'\n");
+  const auto stored = Out().WaitFor(FactsOf(AIO).stored);
+  ASSERT_TRUE(arrived);
+  ASSERT_TRUE(recovered);
+  ASSERT_TRUE(stored);
+  EXPECT_LT(*arrived, *recovered);
+  EXPECT_LT(*recovered, *stored);
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"1", "2", "3"}));
+}
+
+TEST_F(RingTest, AConfirmationForAReplacedRowTouchesNoOther) {
+  config.RowLimit(AIO, 3);
+  Start(HttpSendApp::Silent);
+  Store(AIO, 1);
+  const Packet packet = httpSendApp->WaitForPacket(AIO, 0);
+  // Round the ring until number 1 has been written in another second.
+  int request = 1;
+  do {
+    StoreFrom(AIO, request + 1, 3);
+    request += 3;
+  } while (RowsOf(AIO).back().at("RecordReadTime") == packet.ReadTime());
+  ASSERT_EQ(RowsOf(AIO).back().at("RecordNumber"), "1");
+  httpSendApp->Confirm(packet, 1);
+  WaitUntilUpdated(AIO, 1);
+  EXPECT_EQ(ColumnOf(AIO, "TxStatus"), (std::vector<std::string>{"0", "0", "0"}));
+}
+
+}  // namespace
+}  // namespace datacollector::gateway

@@ -1,0 +1,234 @@
+// From the start of the process to the first round of its loop: order, texts, log, databases, subscriptions.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "gateway/harness/Gateway.h"
+#include "gateway/harness/Golden.h"
+
+namespace datacollector::gateway {
+namespace {
+
+namespace fs = std::filesystem;
+
+using StartUpTest = Gateway;
+using StartUpOfEachKindTest = EachKind;
+
+// The recovery of the record numbers, which tries to create what is missing once more, comes after the first
+// sleep of the main loop.
+constexpr int kRecoveryIsFarAway = 60000;
+
+const Texts kFirstStartTexts = {
+    "FILE:{}.cpp:LINE:{}:FUNCTION:main:START\n",
+    "Socket File Descriptor = {}\n",
+    "Success: UNIX domain Socket Created Successfully\n",
+    "Bind a name to the socket\n",
+    "Bind Success\n",
+    "/*********** There was no Daemon <DataCollector> running before **********/\n",
+    "/$$$$$$$$$$ Start running Daemon <DataCollector> stuff $$$$$$$$$$$$$$$/\n",
+    "psDataCollectorMainStructure->psDataCollectorSourcesConfig.i32_No_Of_Sources = 3\n",
+    "psDataCollectorSourcesConfig.DataBases = 6\n",
+    "MainWhileLoopSleepInterval = MainWhileLoopSleepInterval, and Value = 100\n",
+    "NoOfSubscribeTopics = NoOfSubscribeTopics, and Value = 20\n",
+    "SiteID : SITE01\n",
+    "number of name value pair = 23\n",
+    "Sucesss: Mosquitto_Initialization\n",
+    "Creating first time AIODB\n",
+    "Creating first time DIODB\n",
+    "Creating first time TemperatureDB\n",
+    "Creating first time rs-485 DB\n",
+    "Creating first time rs-232 DB\n",
+    "Creating first time SNMP DB\n",
+    "Success: mosquitto_client_topic_check\n",
+    "Success: mosquitto_client_init\n",
+    "Success: client_connect\n",
+    "#######client_connect WAITING ...####\n",
+    "Success: mosquitto_client_connect\n",
+    "Sucesss: Mosquitto_Initialization\n",
+    "Sucesss: Mosquitto_Initialization\n",
+    "cfg.status : {}\n",
+    "cfg.quiet : 0\n",
+    "slptm.tv_sec = 0\n",
+    "slptm.tv_nsec = 100000000\n",
+    "Sleeping for 100 milliseconds\n",
+    "############### creating thread#####################\n",
+    "Read last Record number '0' from table 'AIO_table'\n",
+    "Returning SUCCESS from function 'ReadLastRecordID'\n",
+    "Read last Record number '0' from table 'DIO_table'\n",
+    "Read last Record number '0' from table 'Temperature_table'\n",
+    "Read last Record number '0' from table 'EnergyMeter_RS485_table'\n",
+    "Read last Record number '0' from table 'RS232_table'\n",
+    "Read last Record number '0' from table 'SNMP_table'\n",
+    "Sleeping for 100 milliseconds\n",
+    "Success: Current minute = {}\n",
+    "i8_ReadCurrentMinute = {}\n",
+    "ui8_CurrentMinute : {}\n",
+    "ui8_WRMinute = {}\n",
+    "gui8_SendFirstCDBRecord = 1\n",
+    "CloudConnectSendFlags.gui8_RS485SendDCDBRecordFlags= 1\n",
+    "RS232 gui8_SendFirstCDBRecord = 1\n",
+    "CloudConnectSendFlags.gui8_RS232SendDCDBRecordFlags= 1\n",
+    "SNMP gui8_SendFirstCDBRecord = 1\n",
+    "CloudConnectSendFlags.gui8_SNMPSendDCDBRecordFlags= 1\n",
+    "clock_gettime() successful\n",
+    "CurrentTime sec = {},  nsec = {} \n",
+    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[AIO] = 0\n",
+    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[DIO] = 0\n",
+    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[TEMPERATURE] = 0\n",
+    "Sleeping for 100 milliseconds\n",
+};
+
+TEST_F(StartUpTest, AFirstStartPrintsItsTextsInOrder) {
+  Start();
+  WaitForLoopRounds(1);
+  EXPECT_TRUE(ComesInOrder(Out().All(), kFirstStartTexts));
+}
+
+TEST_F(StartUpTest, AnAcceptedConnectionIsAnnouncedAndEverySubscriptionGranted) {
+  Start();
+  EXPECT_TRUE(ComesInOrder(Out().All(), {"on_connect_callback:\n", "Connect Success:\n", "topic_count : 20\n",
+                                         "Subscribed (mid: {}): 2\n"}));
+  EXPECT_EQ(Out().Count("Subscribed (mid: "), 18U);
+}
+
+TEST_F(StartUpTest, AFirstStartLogsItsDatabases) {
+  Start();
+  EXPECT_EQ(log.Messages(),
+            (std::vector<std::string>{"DataCollector Started As Daemon",
+                                      "CreateDataCollectorDataBases:Creating first time AIODB",
+                                      "CreateDataCollectorDataBases:Creating first time DIO DB",
+                                      "CreateDataCollectorDataBases:Creating first time Temperature DB",
+                                      "CreateDataCollectorDataBases:Creating first time rs-485 DB",
+                                      "CreateDataCollectorDataBases:Creating first time rs-232 DB",
+                                      "CreateDataCollectorDataBases:Creating first time SNMP DB",
+                                      "CreateDataCollectorDataBases:Success"}));
+}
+
+TEST_F(StartUpTest, DatabasesThatAreThereStayAsTheyAre) {
+  Start();
+  Store(AIO);
+  Terminate();
+  const std::vector<Row> rows = RowsOf(AIO);
+  const std::size_t before = log.Messages().size();
+  WanDown();
+  Start();
+  EXPECT_EQ(Out().Count("Creating first time"), 0U);
+  const std::vector<std::string> messages = log.Messages();
+  EXPECT_EQ(
+      std::vector<std::string>(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end()),
+      (std::vector<std::string>{"DataCollector Started As Daemon", "CreateDataCollectorDataBases:Success"}));
+  ASSERT_EQ(RowsOf(AIO).size(), 1U);
+  EXPECT_EQ(RowsOf(AIO).front().at("RecordReadTime"), rows.front().at("RecordReadTime"));
+}
+
+TEST_F(StartUpTest, TheLogFolderIsMadeWhenItIsMissing) {
+  fs::remove_all("/tmp/Log");
+  Start();
+  EXPECT_TRUE(fs::exists("/tmp/Log/DataCollectorApp/DataCollectorLog.txt"));
+}
+
+TEST_F(StartUpTest, TheClientIsOneOfMqtt31WithTheFirst23CharactersOfItsName) {
+  Start();
+  std::string host(256, '\0');
+  ASSERT_EQ(::gethostname(host.data(), host.size()), 0);
+  const std::string id =
+      ("mosqDataCollector/" + std::to_string(daemon->Pid()) + "-" + host.c_str()).substr(0, 23);
+  // p1: MQTT 3.1, c1: clean session, k60: keep-alive in seconds.
+  EXPECT_EQ(broker.Log().Count(" as " + id + " (p1, c1, k60)."), 1U) << broker.Log().All();
+}
+
+TEST_F(StartUpTest, EveryConfiguredTopicIsSubscribedOnceWithQos2) {
+  Start();
+  const std::vector<std::string> topics = {"IOModule/AIO/Record",
+                                           "IOModule/DIO/Record",
+                                           "IOModule/DIO/Alarm",
+                                           "IOModule/AIO/Alarm",
+                                           "EnergyMeter/RS485/Record",
+                                           "IOModule/Temperature/Record",
+                                           "EnergyMeter/RS232/Record",
+                                           "EnergyMeter/RS485/Alarm",
+                                           "SNMP/Record",
+                                           "HTTPSend/AIO/Status",
+                                           "HTTPSend/DIO/Status",
+                                           "HTTPSend/Temperature/Status",
+                                           "HTTPSend/RS485/Status",
+                                           "HTTPSend/RS232/Status",
+                                           "HTTPSend/SNMP/Status",
+                                           "SNMP/Alarm"};
+  for (const std::string& topic : topics) {
+    EXPECT_EQ(broker.Log().Count("\t" + topic + " (QoS 2)\n"), 1U) << topic;
+  }
+  // Two numbers of the example configuration hold this text.
+  EXPECT_EQ(broker.Log().Count("\tIOModule/Temperature/Alarm (QoS 2)\n"), 2U);
+}
+
+TEST_F(StartUpTest, ATopicNumberLeftEmptyIsNamedOnStandardErrorAndNotSubscribed) {
+  Start();
+  EXPECT_EQ(Err().Count("SubscribeTopic18"), 1U) << Err().All();
+  EXPECT_EQ(Err().Count("SubscribeTopic19"), 1U) << Err().All();
+}
+
+TEST_F(StartUpTest, WithoutSubscribeTopicsItRunsAndHearsNothing) {
+  config.Set(kMqttFile, "NoOfSubscribeTopics", 0);
+  source = nullptr;
+  Launch();
+  ASSERT_TRUE(Out().WaitFor("topic_count : 0\n"));
+  WaitUntilInLoop();
+}
+
+TEST_F(StartUpTest, AnInvalidSubscribeTopicEndsTheStart) {
+  config.SubscribeTopic(3, "IOModule/#/Alarm");
+  Launch();
+  EXPECT_TRUE(ExitedWith(daemon->WaitForExit(), 0));
+  EXPECT_TRUE(
+      ComesInOrder(Out().All(), {"Failure: mosquitto_client_topic_check\n",
+                                 "Failure: Mosquitto_Initialization, So returning from Main thread\n"}));
+  EXPECT_EQ(Err().Count("Error: Invalid subscription topic 'IOModule/#/Alarm', are all '+' and '#' wildcards "
+                        "correct?\n"),
+            1U);
+}
+
+TEST_F(StartUpTest, WithoutItsSourcesFileItStillBecomesTheDaemon) {
+  config.RemoveFile(kSourcesFile);
+  Launch();
+  ASSERT_TRUE(Out().WaitFor("topic_count : 0\n"));
+  WaitUntilInLoop();
+  EXPECT_EQ(Err().Count("/root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg:0 - "), 1U) << Err().All();
+  for (const SourceKind kind : kAllKinds) {
+    EXPECT_TRUE(fs::exists(DatabaseOf(kind))) << FactsOf(kind).name;
+  }
+}
+
+TEST_F(StartUpTest, AnApplicationDataFolderThatIsAFileMakesNoDatabases) {
+  fs::remove("/vorl/disk/AppData/K740");
+  std::ofstream("/vorl/disk/AppData/K740") << "";
+  config.LoopInterval(kRecoveryIsFarAway);
+  Launch();
+  WaitUntilSubscribed();
+  EXPECT_EQ(Out().Count("Failed due to Not a directory or I/O Error\n"), 6U);
+  const std::vector<std::string> messages = log.Messages();
+  EXPECT_EQ(std::count(messages.begin(), messages.end(), "Failed due to Not a directory or I/O Error"), 1);
+}
+
+TEST_F(StartUpTest, AnApplicationFolderWithoutItsDatabaseFolderStopsTheIoKindsOnly) {
+  fs::create_directories("/vorl/disk/AppData/K740/DataCollector");
+  config.LoopInterval(kRecoveryIsFarAway);
+  Launch();
+  WaitUntilSubscribed();
+  EXPECT_EQ(Out().Count("failed to create fst directory 'DataCollector'\n"), 3U);
+  EXPECT_EQ(Err().Count("failed to create fst directory 'DataCollector': File exists\n"), 3U);
+  EXPECT_TRUE(fs::exists(DatabaseOf(RS485)));
+}
+
+TEST_P(StartUpOfEachKindTest, TheTableHasItsColumnsInOrder) {
+  Start();
+  EXPECT_EQ(ColumnNamesOf(GetParam()), Split(FactsOf(GetParam()).columns, ','));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, StartUpOfEachKindTest, testing::ValuesIn(kAllKinds), NameOfKind);
+
+}  // namespace
+}  // namespace datacollector::gateway
