@@ -1,5 +1,8 @@
 // The daemon's main: the order of its start-up.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "app/ControlLoop.h"
@@ -17,6 +20,18 @@ namespace {
 
 constexpr const char* kInstanceSocketPath = "/tmp/DataCollector";
 constexpr int kGuardRetries = 1;
+
+// A process that was started without its standard streams would get sockets in their places, and its trace
+// would go into one of them.
+void FillStandardStreams() {
+  int descriptor = 0;
+  do {
+    descriptor = ::open("/dev/null", O_RDWR);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  if (descriptor > STDERR_FILENO) {
+    ::close(descriptor);
+  }
+}
 
 void MakeLog() {
   FixedText<99> command;
@@ -72,6 +87,7 @@ int Run(const char* name) {
 int main(int argc, char* argv[]) {
   using datacollector::FlushTrace;
   using datacollector::FunctionTrace;
+  datacollector::FillStandardStreams();
   datacollector::MakeLog();
   int status = EXIT_FAILURE;
   {

@@ -10,31 +10,23 @@
 namespace datacollector {
 namespace {
 
-struct IoText {
-  const char* format;  // %d: request counter
-  std::size_t room;    // characters that the text is cut to
-};
-
-// The temperature record carries the DIO module's model, because the same module reads both.
+// By kind, %d: request counter. The temperature record carries the DIO module's model, because the same
+// module reads both.
 constexpr const char* kDioModuleText = R"("<","AI2DI2DO2_VT480",0,%d,99,9,9,"0",0,"0",">")";
-constexpr std::array<IoText, kIoKinds> kIoTexts = {{
-    {R"("<","M417",0,%d,99,99.99,99.99,"0",0,"0",">")", 2999},
-    {kDioModuleText, 199},
-    {kDioModuleText, 199},
-}};
+constexpr std::array<const char*, kIoKinds> kIoTexts = {R"("<","M417",0,%d,99,99.99,99.99,"0",0,"0",">")",
+                                                        kDioModuleText, kDioModuleText};
 
 constexpr const char* kMeterTail = R"("0","0","00:00:00",">")";
 
 void PackIo(SourceKind kind, const char* function) {
   const FunctionTrace trace(function);
   const char* word = kKindWord[kind];
-  const IoText& text = kIoTexts[kind];
   Print(" \n\n\n ************************ Entering %s ************************\n", function);
-  FixedText<2999> record{};
-  record.Format(text.format, AppDataReqFlags.io[kind].gi32_ReqId.load());
+  IoRecordText record{};
+  record.Format(kIoTexts[kind], AppDataReqFlags.io[kind].gi32_ReqId.load());
   Print("i8_TempStr = |%s|\n", record.c_str());
   IoRecordText& buffer = gMainState.DataCollectorDBData.i8_IoRecord[kind];
-  buffer.Assign(record.view().substr(0, text.room));
+  buffer = record;
   Print("na i8_%sRecord = |%s|\n", word, buffer.c_str());
   Print("na i8_%sRecord Length = <%zu>\n", word, buffer.view().size());
 }

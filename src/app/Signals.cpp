@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 
 #include "app/ProcessHandler.h"
 #include "app/ground/FileLogger.h"
@@ -30,19 +31,48 @@ constexpr std::array<SignalRow, 3> kSignals = {{
     {SIGBUS, "SIGBUS", false},
 }};
 
-// What an unread standard output may cost of the second in which the process ends.
+// What an unread standard output may cost of the second in which the process ends, and what the report of a
+// signal that does not end it may cost.
 constexpr std::chrono::milliseconds kLastWords{500};
+constexpr std::chrono::milliseconds kOneReport{200};
+
+// When the process ends at the latest, should the signal thread hang in spite of everything: a log on a dead
+// file system, say.
+constexpr long kLastChanceNanoseconds = 850'000'000;
 
 // Set by the handler, taken by the signal thread, which `wakeUp` wakes.
 std::array<std::atomic<bool>, kSignals.size()> pending;
 std::atomic<bool> memoryFault;
+std::atomic<bool> ending;  // set by the first signal that ends the process
 sem_t wakeUp;
+timer_t lastChance;
 pthread_t signalThread;
 
 // For a thread that must not return into the instruction that failed.
 [[noreturn]] void StayHere() {
   for (;;) {
     ::pause();
+  }
+}
+
+// As the system ends a process with a memory fault.
+[[noreturn]] void DieOfMemoryFault() {
+  ::signal(SIGBUS, SIG_DFL);
+  ::kill(::getpid(), SIGBUS);
+  ::_exit(128 + SIGBUS);
+}
+
+[[noreturn]] void EndAtLast(int /*signal*/) {
+  if (memoryFault) {
+    DieOfMemoryFault();
+  }
+  ::_exit(EXIT_SUCCESS);
+}
+
+void StartLastChance() {
+  if (!ending.exchange(true)) {
+    const itimerspec once{{0, 0}, {0, kLastChanceNanoseconds}};
+    ::timer_settime(lastChance, 0, &once, nullptr);
   }
 }
 
@@ -61,6 +91,9 @@ void HandleSignal(int signal, siginfo_t* info, void* /*context*/) {
   for (std::size_t index = 0; index < kSignals.size(); ++index) {
     if (kSignals[index].signal == signal) {
       pending[index] = true;
+      if (fault || kSignals[index].endsProcess) {
+        StartLastChance();
+      }
     }
   }
   ::sem_post(&wakeUp);
@@ -86,14 +119,11 @@ void Report(const SignalRow& row) {
   ::_exit(EXIT_SUCCESS);
 }
 
-// As the system ends a process with a memory fault.
 [[noreturn]] void EndByMemoryFault(const SignalRow& row) {
   LimitTraceOfThisThread(std::chrono::steady_clock::now() + kLastWords);
   Report(row);
   FlushTrace();
-  ::signal(SIGBUS, SIG_DFL);
-  ::raise(SIGBUS);
-  std::abort();
+  DieOfMemoryFault();
 }
 
 void ActOn(const SignalRow& row) {
@@ -103,6 +133,7 @@ void ActOn(const SignalRow& row) {
   if (memoryFault) {
     EndByMemoryFault(row);
   }
+  LimitTraceOfThisThread(std::chrono::steady_clock::now() + kOneReport);
   Report(row);
   FlushTrace();
 }
@@ -131,20 +162,31 @@ void InstallOne(const SignalRow& row, SignalInstaller install) {
   }
 }
 
+bool StartSignalThread() {
+  sigevent alarm{};
+  alarm.sigev_notify = SIGEV_SIGNAL;
+  alarm.sigev_signo = SIGALRM;
+  ::signal(SIGALRM, EndAtLast);
+  return ::sem_init(&wakeUp, 0, 0) == 0 && ::timer_create(CLOCK_MONOTONIC, &alarm, &lastChance) == 0 &&
+         ::pthread_create(&signalThread, nullptr, SignalThread, nullptr) == 0;
+}
+
 }  // namespace
 
 void InstallSignalHandlers(SignalInstaller install) {
   const FunctionTrace trace(__func__);
   ::signal(SIGPIPE, SIG_IGN);
-  ::sem_init(&wakeUp, 0, 0);
   // The signal thread inherits the open mask, every later thread the one that leaves the ending to it. SIGBUS
   // stays open everywhere: a memory fault in a thread that blocks it would end the process without a word.
-  ::pthread_create(&signalThread, nullptr, SignalThread, nullptr);
-  sigset_t ending;
-  ::sigemptyset(&ending);
-  ::sigaddset(&ending, SIGINT);
-  ::sigaddset(&ending, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+  if (!StartSignalThread()) {
+    PrintError("Signals keep their default actions: the thread that acts on them can't be started\n");
+    return;
+  }
+  sigset_t left;
+  ::sigemptyset(&left);
+  ::sigaddset(&left, SIGINT);
+  ::sigaddset(&left, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &left, nullptr);
   for (const SignalRow& row : kSignals) {
     InstallOne(row, install);
   }

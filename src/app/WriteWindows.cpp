@@ -184,9 +184,16 @@ void CloseMeterWindow(const MeterWindow& row, std::size_t meter, std::size_t lin
       window.gui8_WriteRecordsWithinPeriodicMinute.load());
 }
 
-void ReportIfNeverDue(const char* source, std::size_t line, std::int32_t interval) {
-  if (interval <= 0) {
-    PrintError("%s line %zu: a publish interval of %d seconds is never due\n", source, line + 1, interval);
+void ReportIfNeverDue(SourceKind kind, std::size_t line) {
+  const std::int32_t interval = PublishInterval(Sources(), kind, line);
+  if (interval > 0 || !IsLineEnabled(Sources(), kind, line)) {
+    return;
+  }
+  if (IsMeterKind(kind)) {
+    PrintError("%s line %zu: a publish interval of %d seconds is never due\n", kKindWord[kind], line + 1,
+               interval);
+  } else {
+    PrintError("%s: a publish interval of %d seconds is never due\n", kKindWord[kind], interval);
   }
 }
 
@@ -241,9 +248,7 @@ void ReportIntervalsThatAreNeverDue() {
   for (const SourceKind kind : kAllKinds) {
     const std::size_t lines = kind == RS485 ? kRs485StoredLines : 1;
     for (std::size_t line = 0; line < lines; ++line) {
-      if (IsLineEnabled(Sources(), kind, line)) {
-        ReportIfNeverDue(kKindWord[kind], line, PublishInterval(Sources(), kind, line));
-      }
+      ReportIfNeverDue(kind, line);
     }
   }
 }

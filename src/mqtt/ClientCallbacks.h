@@ -1,5 +1,6 @@
-// What the MQTT library reports about the connection. All run on its network thread; `object` is the client
-// configuration. Inbound messages go to on_message_callback (MessageDispatch.h).
+// What the MQTT library reports about the connection. All run on its network thread, the log callback on
+// whatever thread calls into the library; `object` is the client configuration. Inbound messages go to
+// on_message_callback (MessageDispatch.h).
 #pragma once
 
 #include <mosquitto.h>

@@ -188,17 +188,12 @@ void ParseUpdate(const ConfirmationBranch& branch, std::string_view payload, Dat
   update.i32_TxStatus = fields.NextNumber();
   CopyPayload(update.i8_TxTimeStamp, fields.Next().value_or(""), word);
 
-  const auto printMember = [word](const char* member) {
-    Print("DataCollectorMainStructure.DataCollectorDBUpdate.DataCollector%sDBUpdate.%s = ", word, member);
-  };
-  printMember("i8_RecordReadTimeStamp");
-  Print("%s\n", update.i8_RecordReadTimeStamp.c_str());
-  printMember("i32_RecordNum");
-  Print("%d\n", update.i32_RecordNum);
-  printMember("i32_TxStatus");
-  Print("%d\n", update.i32_TxStatus);
-  printMember("i8_TxTimeStamp");
-  Print("%s\n", update.i8_TxTimeStamp.c_str());
+#define MEMBER(name) "DataCollectorMainStructure.DataCollectorDBUpdate.DataCollector%sDBUpdate." name
+  Print(MEMBER("i8_RecordReadTimeStamp = %s\n") MEMBER("i32_RecordNum = %d\n") MEMBER("i32_TxStatus = %d\n")
+            MEMBER("i8_TxTimeStamp = %s\n"),
+        word, update.i8_RecordReadTimeStamp.c_str(), word, update.i32_RecordNum, word, update.i32_TxStatus,
+        word, update.i8_TxTimeStamp.c_str());
+#undef MEMBER
 }
 
 // The confirmation answers the record that was sent last, and no retry of it is pending; or nothing has been

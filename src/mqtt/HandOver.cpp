@@ -53,7 +53,8 @@ bool HandOver::Publish(const char* topic, const char* packet) {
   return Mosquitto_Publish(cfg_) == 0;
 }
 
-// The gate may have been opened since by a message; then it stays open.
+// In the opposite order of the announcement. The gate may have been opened since by a message; then it stays
+// open.
 void HandOver::Withdraw() {
   const HandOverRow& row = kRows[kind_];
   if (row.closesGate) {
@@ -61,12 +62,12 @@ void HandOver::Withdraw() {
     gi32_HTTPThreadSendFlag.compare_exchange_strong(closed, before_.gate);
   }
   if (row.takesBack) {
-    flags_.gui32_LastDCDBRecordSentTime = before_.sentTime;
-    flags_.gi32_LastSentDCDBRecordNum = before_.sentNumber;
-    flags_.gui8_SendUnsentDCDBRecord = before_.sendUnsent;
-    flags_.gui8_SendDCDBRecordRetryFlags = before_.retry;
-    flags_.gui8_FirstDCDBRecordSent = before_.firstSent;
     flags_.gui8_SendDCDBRecordFlags = before_.send;
+    flags_.gui8_FirstDCDBRecordSent = before_.firstSent;
+    flags_.gui8_SendDCDBRecordRetryFlags = before_.retry;
+    flags_.gui8_SendUnsentDCDBRecord = before_.sendUnsent;
+    flags_.gi32_LastSentDCDBRecordNum = before_.sentNumber;
+    flags_.gui32_LastDCDBRecordSentTime = before_.sentTime;
   }
 }
 

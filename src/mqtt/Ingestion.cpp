@@ -146,7 +146,7 @@ void PrintCurrentMinute() {
 }
 
 void ReportCutPayload(const char* word, std::size_t length, std::size_t kept) {
-  PrintError("%s payload of %zu bytes is cut to the %zu bytes that its buffer holds\n", word, length, kept);
+  PrintError("%s text of %zu bytes is cut to the %zu bytes that its buffer holds\n", word, length, kept);
 }
 
 void IngestIoRecord(const InboundMessage& message) {

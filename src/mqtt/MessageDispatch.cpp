@@ -73,6 +73,9 @@ void KeepCopy(ClientConfig& cfg, const mosquitto_message& message) {
     PrintLine("Copy the contents of a mosquitto message to another message");
   }
   const int result = mosquitto_message_copy(&cfg.last_message, &message);
+  if (result != MOSQ_ERR_SUCCESS) {
+    cfg.last_message = {};  // the library may leave pointers there that it has freed already
+  }
   if (cfg.quiet) {
     return;
   }

@@ -31,7 +31,7 @@ struct SourceIdentity {
   FixedText<511> deviceId;
 };
 
-using WriteSlot = int (*)(const MeterRecord& record, const SourceIdentity& identity);
+using WriteSlot = int (*)(const MeterRecord& record);
 
 struct MeterBranch {
   SourceKind kind;
@@ -51,12 +51,21 @@ struct MeterBranch {
   void (*resetRequestIds)(std::size_t line);
 };
 
-int WriteRs485(const MeterRecord& record, const SourceIdentity& /*identity*/) {
+int WriteRs485(const MeterRecord& record) {
   return WriteRS485DCDBRecords(gMainState, static_cast<std::size_t>(record.line - 1),
                                static_cast<std::size_t>(record.meter - 1), record.requestId);
 }
 
-int WriteRs232(const MeterRecord& record, const SourceIdentity& identity) {
+SourceIdentity IdentityOf(const MeterRecord& record, SourceKind kind) {
+  SourceIdentity identity{};
+  PayloadFields fields(record.text.view());
+  CopyPayload(identity.siteId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
+  CopyPayload(identity.deviceId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
+  return identity;
+}
+
+int WriteRs232(const MeterRecord& record) {
+  const SourceIdentity identity = IdentityOf(record, RS232);
   Print("i32_RS232_MeterID : %d\n", record.meter);
   Print("i32_ParsedReqId : %d\n", record.requestId);
   Print("SiteID : %s\n", identity.siteId.c_str());
@@ -67,7 +76,8 @@ int WriteRs232(const MeterRecord& record, const SourceIdentity& identity) {
 }
 
 // The SNMP writer counts its devices from 1, unlike the two meter kinds.
-int WriteSnmp(const MeterRecord& record, const SourceIdentity& identity) {
+int WriteSnmp(const MeterRecord& record) {
+  const SourceIdentity identity = IdentityOf(record, SNMP);
   return WriteSNMPDCDBRecords(gMainState, static_cast<std::size_t>(record.line - 1),
                               static_cast<std::size_t>(record.meter), record.requestId,
                               identity.siteId.c_str(), identity.deviceId.c_str());
@@ -189,14 +199,6 @@ void Parse(const MeterBranch& branch, std::string_view payload, MeterRecord& rec
   Print("Before if i32_%sLineID \n", kKindWord[branch.kind]);
 }
 
-SourceIdentity IdentityOf(const MeterRecord& record) {
-  SourceIdentity identity{};
-  PayloadFields fields(record.text.view());
-  identity.siteId.Assign(WithoutQuotes(fields.Next().value_or("")));
-  identity.deviceId.Assign(WithoutQuotes(fields.Next().value_or("")));
-  return identity;
-}
-
 void MarkReceived(SourceKind kind, std::size_t meter, std::size_t line) {
   ByteFlag& received = RecordFlags.At(kind, meter, line);
   received = 1;
@@ -237,7 +239,7 @@ void Store(const MeterBranch& branch, const MeterRecord& record) {
   MarkPeriodicRecordWritten(kind, meter, line);
   Print("Writing %s Line %d meter Data in Database Start#############################\n", kKindWord[kind],
         record.line);
-  if (branch.write(record, IdentityOf(record)) != 0) {
+  if (branch.write(record) != 0) {
     Print(branch.failureMessage, record.line);
     return;
   }

@@ -6,14 +6,14 @@
 #include "app/ground/MainState.h"
 #include "app/ground/Trace.h"
 #include "mqtt/HandOver.h"
-#include "store/ReadRecords.h"
+#include "mqtt/SendUnsent.h"
 
 namespace datacollector {
 namespace {
 
 struct SenderRow {
   SourceKind kind;
-  std::int32_t (*read)(DataCollectorMainStructure& main, RecordHandOver& handOver);
+  std::int32_t (*sendUnsent)(DataCollectorMainStructure& main, RecordHandOver& handOver);
 
   const char* wanDownMessage;  // nullptr: sends whatever the state of the WAN
   const char* startedMessage;  // nullptr: none
@@ -32,7 +32,7 @@ constexpr const char* kSending = "Wan is up, sending records to backend server..
 constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     {
         .kind = AIO,
-        .read = ReadAIDCDBRecordAndPublish,
+        .sendUnsent = SendUnsentAIDCDBRecord,
         .wanDownMessage = kWanDown,
         .startedMessage = nullptr,
         .gateAlwaysOpen = false,
@@ -44,7 +44,7 @@ constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     },
     {
         .kind = DIO,
-        .read = ReadDIODCDBRecordAndPublish,
+        .sendUnsent = SendUnsentDIODCDBRecord,
         .wanDownMessage = nullptr,
         .startedMessage = " SendDIODCDBRecord started",
         .gateAlwaysOpen = false,
@@ -56,7 +56,7 @@ constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     },
     {
         .kind = TEMPERATURE,
-        .read = ReadTemperatureDCDBRecordAndPublish,
+        .sendUnsent = SendUnsentTemperatureDCDBRecord,
         .wanDownMessage = nullptr,
         .startedMessage = " SendTemperatureDCDBRecord started",
         .gateAlwaysOpen = false,
@@ -68,7 +68,7 @@ constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     },
     {
         .kind = RS485,
-        .read = ReadRS485DCDBRecordAndPublish,
+        .sendUnsent = SendUnsentRS485DCDBRecord,
         .wanDownMessage = kWanDown,
         .startedMessage = nullptr,
         .gateAlwaysOpen = true,
@@ -80,7 +80,7 @@ constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     },
     {
         .kind = RS232,
-        .read = ReadRS232DCDBRecordAndPublish,
+        .sendUnsent = SendUnsentRS232DCDBRecord,
         .wanDownMessage = "wan is down, can not send RS232 records to backend.",
         .startedMessage = nullptr,
         .gateAlwaysOpen = true,
@@ -92,7 +92,7 @@ constexpr std::array<SenderRow, kSourceKinds> kRows = {{
     },
     {
         .kind = SNMP,
-        .read = ReadSNMPDCDBRecordAndPublish,
+        .sendUnsent = SendUnsentSNMPDCDBRecord,
         .wanDownMessage = kWanDown,
         .startedMessage = nullptr,
         .gateAlwaysOpen = true,
@@ -118,31 +118,6 @@ void PrintGate(const KindSendFlags& flags) {
 bool IsGateOpen(const KindSendFlags& flags) {
   return flags.gui8_FirstDCDBRecordSent == 0 || flags.gui8_SendUnsentDCDBRecord == 1 ||
          flags.gui8_SendDCDBRecordRetryFlags == 1;
-}
-
-void PrintReadOutcome(const SenderRow& row, std::int32_t recordNumber) {
-  const char* function = kKindFunctionWord[row.kind];
-  const char* outcome = recordNumber > 0 ? "Success" : "Failure";
-  if (recordNumber == 0) {
-    Print("Failure: Read%sDCDBRecordAndPublish no record to be published\n", function);
-  } else if (IsMeterKind(row.kind)) {
-    Print("%s: Read%sDCDBRecordAndPublish : %d\n", outcome, function, recordNumber);
-  } else {
-    Print("%s: Read%sDCDBRecordAndPublish\n", outcome, function);
-  }
-}
-
-// Hands over the oldest unsent record. The verdict that nothing is left is in force before the table is read,
-// so that a record which is stored meanwhile lowers it again and is not overlooked.
-std::int32_t SendUnsent(const SenderRow& row, HandOver& handOver) {
-  KindSendFlags& flags = CloudConnectSendFlags[row.kind];
-  flags.gui8_NoDCDBRecordsToPublish = 1;
-  const std::int32_t recordNumber = row.read(gMainState, handOver);
-  if (recordNumber != 0) {
-    flags.gui8_NoDCDBRecordsToPublish = 0;
-  }
-  PrintReadOutcome(row, recordNumber);
-  return recordNumber;
 }
 
 // Tells what the announcement has stored already: a confirmation may have changed the flags since.
@@ -183,7 +158,7 @@ void Send(SourceKind kind, ClientConfig& cfg, double releaseTime, const char* fu
   }
   PrintLine(row.sendingMessage);
   HandOver handOver(kind, cfg, releaseTime);
-  const std::int32_t recordNumber = SendUnsent(row, handOver);
+  const std::int32_t recordNumber = row.sendUnsent(gMainState, handOver);
   if (recordNumber > 0) {
     PrintSent(row, handOver, recordNumber, function);
   } else {

@@ -72,8 +72,12 @@ void InstallCallbacks(const ClientConfig& cfg) {
   mosquitto_message_callback_set(cfg.mosq, on_message_callback);
 }
 
-// Hands the message to the library if the connection stands, else answers as the library would.
+// Hands the message to the library if there is one and the connection stands, else answers as the library
+// would.
 int PublishWhileConnected(ClientConfig& cfg) {
+  if (!cfg.topic || !cfg.message) {
+    return MOSQ_ERR_NOMEM;
+  }
   if (!cfg.connected || mosquitto_socket(cfg.mosq) < 0) {
     return MOSQ_ERR_NO_CONN;
   }
@@ -167,7 +171,11 @@ int mosquitto_client_connect(ClientConfig& cfg) {
   }
   PrintLine("Success: client_connect");
   PrintLine("#######client_connect WAITING ...####");
-  mosquitto_loop_start(cfg.mosq);
+  const int result = mosquitto_loop_start(cfg.mosq);
+  if (result != MOSQ_ERR_SUCCESS) {
+    PrintError("The network thread can't be started (%s).\n", mosquitto_strerror(result));
+    return 1;
+  }
   return 0;
 }
 

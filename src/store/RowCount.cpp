@@ -2,7 +2,7 @@
 
 namespace datacollector {
 
-std::array<RowCount, kSourceKinds> rowCounts;
+std::array<RowCount, kSourceKinds> gRowCounts;
 
 std::optional<std::uint16_t> RowCount::At(const FileState& state) const {
   if (!state.IsValid() || state != state_) {

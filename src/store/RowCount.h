@@ -31,6 +31,6 @@ class RowCount {
   std::uint16_t rows_ = 0;
 };
 
-extern std::array<RowCount, kSourceKinds> rowCounts;
+extern std::array<RowCount, kSourceKinds> gRowCounts;
 
 }  // namespace datacollector

@@ -54,7 +54,7 @@ bool ExecuteUpdate(Database& database, SourceKind kind, const DatabaseUpdate& up
   if (!database.Execute(statement.c_str())) {
     return false;
   }
-  rowCounts[kind].Follow(before, database.State(), 0);
+  gRowCounts[kind].Follow(before, database.State(), 0);
   return true;
 }
 

@@ -171,7 +171,7 @@ bool RingWriter::TryCount() {
     return false;
   }
   counted_ = database_.State();
-  if (const auto known = rowCounts[kind_].At(counted_)) {
+  if (const auto known = gRowCounts[kind_].At(counted_)) {
     rows_ = *known;
   } else {
     FixedText<200> statement;
@@ -179,7 +179,7 @@ bool RingWriter::TryCount() {
     if (!database_.Execute(statement.c_str(), OnCount, &rows_)) {
       return false;
     }
-    rowCounts[kind_].Remember(counted_, rows_);
+    gRowCounts[kind_].Remember(counted_, rows_);
   }
   Print("total records = %d\n", rows_);
   return true;
@@ -213,7 +213,7 @@ bool RingWriter::TryInsert() {
   if (!literals_) {
     database_.Refuse(kNotLiterals);
   } else if (database_.Execute(insertStatement_.c_str()) && (!full || database_.Execute("COMMIT"))) {
-    rowCounts[kind_].Follow(counted_, database_.State(), added_ + 1);
+    gRowCounts[kind_].Follow(counted_, database_.State(), added_ + 1);
     return true;
   }
   database_.Rollback();

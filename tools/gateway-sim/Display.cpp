@@ -38,7 +38,7 @@ void Display::Tick(double elapsed, Phase phase, const std::string& note) {
     note_ = note;
     if (live_) {
       nextDue_ = elapsed;
-    } else {
+    } else if (!note_.empty()) {
       std::fprintf(out_, "%5.0f s  %s\n", elapsed, note_.c_str());
     }
   }
@@ -96,7 +96,7 @@ std::string Display::StoredText(const KindCounts& counts) const {
 
 void Display::Finish(double elapsed, Phase phase) {
   nextDue_ = 0.0;
-  Tick(elapsed, phase, note_);
+  Tick(elapsed, phase, "");
 }
 
 void Display::Summary() {

@@ -22,7 +22,7 @@ class Display {
 
   // Shows progress when it is due, and a new note at once. `elapsed` counts seconds since the start.
   void Tick(double elapsed, Phase phase, const std::string& note);
-  // Shows the last progress.
+  // Shows the last progress, without a note.
   void Finish(double elapsed, Phase phase);
   // One line per kind.
   void Summary();

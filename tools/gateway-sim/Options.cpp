@@ -50,7 +50,7 @@ End of the run
   --settle SECONDS        time after the last record for what waits to be confirmed (10); the run ends
                           sooner when nothing waits
   --expect-all-stored     status 1 unless every record was stored (needs --trace)
-  --expect-all-confirmed  status 1 unless every record was handed over and confirmed, none of them from two rows
+  --expect-all-confirmed  status 1 unless every record was handed over and confirmed, and none from two rows
 
 Output
   --trace FILE            follow the daemon's standard output in FILE from its present end on, to count stored
@@ -87,7 +87,7 @@ Counts
 Report: lines of "name value"; "state" (connecting, running, pausing, paused, settling, ended), "run" (the tag
 that all records of this run carry in the value after the running number), then one line per kind.
 
-Exit status: 0 all as expected; 1 something expected did not happen, or the broker was not there; 2 bad options.
+Exit status: 0 all as expected; 1 something expected did not happen, or there was no broker; 2 bad options.
 )";
 
 enum OptionId {

@@ -21,12 +21,13 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 // Close-on-exec, so that no shell command inherits the log.
 File OpenForAppending(const char* path) { return File(std::fopen(path, "a+e")); }
 
-void AppendMessage(const char* path, const char* message) {
+// False when the file can't be opened.
+bool AppendMessage(const char* path, const char* message) {
   const File file = OpenForAppending(path);
   if (!file) {
     Print("Can not open log file '%s'\n", path);
     PrintSystemError("open");
-    return;
+    return false;
   }
   TimeStampText stamp;
   GetTimeStamp(stamp);
@@ -37,6 +38,7 @@ void AppendMessage(const char* path, const char* message) {
   } else {
     Print("Can not write message into file '%s'\n", path);
   }
+  return true;
 }
 
 }  // namespace
@@ -64,16 +66,21 @@ void WriteLog(const char* format, ...) {
 }
 
 void vFileLogger(const char* message) {
-  const FunctionTrace trace(__func__);
-  AppendMessage(kLogFile, message);
+  FunctionTrace trace(__func__);
+  if (!AppendMessage(kLogFile, message)) {
+    trace.SkipEnd();
+    return;
+  }
   FixedText<255> command;
   command.Format("%s %s", "logrotate", "/etc/logrotate.d/DataCollectorLogrotateConfig");
   RunShellCommand(command.c_str());
 }
 
 void vFileLoggerTemp(const char* message) {
-  const FunctionTrace trace(__func__);
-  AppendMessage(kTemporaryLogFile, message);
+  FunctionTrace trace(__func__);
+  if (!AppendMessage(kTemporaryLogFile, message)) {
+    trace.SkipEnd();
+  }
 }
 
 void LogStub() {}

@@ -28,7 +28,7 @@ struct PeriodicWindow {
   ByteFlag gui8_WriteRecordsDue;                   // set and cleared by main
   ByteFlag gui8_WriteRecordsRequested;             // set by the data requests, cleared by main
   ByteFlag gui8_WriteRecordsAfterPeriodicMinute;   // set by main; read and cleared by network
-  ByteFlag gui8_WriteRecordsWithinPeriodicMinute;  // set by main; read and cleared by network
+  ByteFlag gui8_WriteRecordsWithinPeriodicMinute;  // set by main; read by both; cleared by network
   ByteFlag gui8_PeriodicRecordsWritten;  // set by network, read by main, cleared by the data requests
 };
 
@@ -89,19 +89,27 @@ class ReleaseTime {
   UnsignedWord nanoseconds_;
 };
 
-// Sending of one kind. A meter kind has one set for all its lines and meters.
+// Sending of one kind. A meter kind has one set for all its lines and meters. The forwarding thread also puts
+// back what a refused packet had changed.
 struct KindSendFlags {
-  ByteFlag gui8_SendDCDBRecordRetryFlags;  // a retry is due: set by main, cleared by forwarding, read by both
-                                           // and by network
-  ByteFlag gui8_NoDCDBRecordsToPublish;    // nothing left to send: raised by forwarding before it reads the
-                                           // table, cleared by all three
-  ByteFlag gui8_FirstDCDBRecordSent;       // set by forwarding, read by main
-  ByteFlag gui8_SendDCDBRecordFlags;       // a send is wanted: set by network and main, cleared by forwarding
-  ByteFlag gui8_SendUnsentDCDBRecord;      // last delivery confirmed: set by network, cleared by forwarding,
-                                           // read by main
-  ByteFlag gui8_SendFirstCDBRecord;        // latched to 1 by network (I/O kinds) or main (meter kinds)
-  UnsignedWord gui32_LastDCDBRecordSentTime;  // seconds of the monotonic clock: forwarding writes, main reads
-  Word gi32_LastSentDCDBRecordNum;            // forwarding writes, network reads
+  // A retry is due. Set by main, cleared by forwarding; read by all three.
+  ByteFlag gui8_SendDCDBRecordRetryFlags;
+  // Nothing left to send. Raised by forwarding before it reads the table, lowered by all three; read by
+  // forwarding.
+  ByteFlag gui8_NoDCDBRecordsToPublish;
+  // Set by forwarding; read by forwarding and main.
+  ByteFlag gui8_FirstDCDBRecordSent;
+  // A send is wanted. Set by network and main, cleared by forwarding; read by forwarding.
+  ByteFlag gui8_SendDCDBRecordFlags;
+  // The last delivery was confirmed. Set by network (meter kinds: by forwarding at every call as well),
+  // cleared by forwarding; read by forwarding and main.
+  ByteFlag gui8_SendUnsentDCDBRecord;
+  // Latched to 1 by network (I/O kinds) or main (meter kinds).
+  ByteFlag gui8_SendFirstCDBRecord;
+  // Seconds of the monotonic clock. Written by forwarding, read by main.
+  UnsignedWord gui32_LastDCDBRecordSentTime;
+  // Written by forwarding, read by network.
+  Word gi32_LastSentDCDBRecordNum;
   ReleaseTime gf64_SendDCDBRecordFlagSetTime;
 };
 extern std::array<KindSendFlags, kSourceKinds> CloudConnectSendFlags;

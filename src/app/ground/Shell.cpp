@@ -16,7 +16,8 @@ namespace datacollector {
 namespace {
 
 // Process groups of the commands that are running, 0 where a place is free. Written by the threads that run a
-// command (main, network), read by the thread that ends the process. More places than threads that run one.
+// command (main, network, forwarding), read by the thread that ends the process. More places than threads
+// that run one.
 std::array<std::atomic<pid_t>, 4> runningGroups;
 
 std::atomic<pid_t>* TakePlace(pid_t group) {
@@ -59,6 +60,13 @@ void DefaultSignals() {
   ::_exit(127);
 }
 
+// Leaves the ended process to be reaped: until then nobody else gets its number.
+void AwaitEnd(pid_t child) {
+  siginfo_t end{};
+  while (::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
+  }
+}
+
 }  // namespace
 
 int RunShellCommand(const char* command) {
@@ -72,13 +80,12 @@ int RunShellCommand(const char* command) {
   }
   ::setpgid(child, child);  // also here: the group exists before this thread can be asked to end it
   std::atomic<pid_t>* place = TakePlace(child);
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
+  AwaitEnd(child);
   if (place != nullptr) {
     place->store(0);
   }
-  return status;
+  int status = 0;
+  return ::waitpid(child, &status, 0) == child ? status : -1;
 }
 
 void StopShellCommands() {

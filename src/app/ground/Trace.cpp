@@ -59,14 +59,18 @@ class OutputLock {
 
 // Waits until standard output takes bytes again; false when the thread's deadline passes first.
 bool WaitUntilWritable() {
-  int timeout = -1;
-  if (threadDeadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*threadDeadline - Clock::now());
-    timeout = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+  for (;;) {
+    int timeout = -1;
+    if (threadDeadline) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*threadDeadline - Clock::now());
+      timeout = static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+    pollfd descriptor{STDOUT_FILENO, POLLOUT, 0};
+    const int ready = ::poll(&descriptor, 1, timeout);
+    if (ready >= 0 || errno != EINTR) {
+      return ready > 0;
+    }
   }
-  pollfd descriptor{STDOUT_FILENO, POLLOUT, 0};
-  const int ready = ::poll(&descriptor, 1, timeout);
-  return ready > 0 || (ready < 0 && errno == EINTR);
 }
 
 // Writes bytes to standard output. What a closed or failing output does not take is dropped: the daemon goes

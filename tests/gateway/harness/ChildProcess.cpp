@@ -27,7 +27,12 @@ std::vector<char*> PointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-std::pair<Descriptor, Descriptor> MakePipe() {
+struct Pipe {
+  Descriptor read;
+  Descriptor write;
+};
+
+Pipe MakePipe() {
   std::array<int, 2> ends = {-1, -1};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
     ADD_FAILURE() << "pipe: " << std::strerror(errno);
@@ -76,25 +81,25 @@ void Descriptor::Close() {
 }
 
 ChildProcess::ChildProcess(const Options& options) {
-  auto [errRead, errWrite] = MakePipe();
+  Pipe err = MakePipe();
   if (options.output == Output::kToFile) {
     const Descriptor file(
         ::open(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    Start(options, file.Get(), errWrite.Get());
+    Start(options, file.Get(), err.write.Get());
     out_.Close();
   } else {
-    auto [outRead, outWrite] = MakePipe();
-    Start(options, outWrite.Get(), errWrite.Get());
+    Pipe out = MakePipe();
+    Start(options, out.write.Get(), err.write.Get());
     if (options.output == Output::kCollected) {
-      readers_.push_back(Reader(std::move(outRead), handle_.Get(), out_));
+      readers_.push_back(Reader(std::move(out.read), handle_.Get(), out_));
     } else {
-      unread_ = std::move(outRead);
-      unreadFill_ = std::move(outWrite);
+      unread_ = std::move(out.read);
+      unreadFill_ = std::move(out.write);
       out_.Close();
     }
   }
-  errWrite.Close();
-  readers_.push_back(Reader(std::move(errRead), handle_.Get(), err_));
+  err.write.Close();
+  readers_.push_back(Reader(std::move(err.read), handle_.Get(), err_));
 }
 
 void ChildProcess::Start(const Options& options, int outTarget, int errTarget) {

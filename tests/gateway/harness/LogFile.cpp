@@ -20,7 +20,7 @@ LogFile::LogFile() : watch_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
   ::inotify_add_watch(watch_.Get(), kLogDirectory, IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE);
 }
 
-std::string LogFile::Text() const {
+std::string LogFile::Text() {
   std::stringstream content;
   const std::ifstream file(kLogFile);
   if (file) {
@@ -29,7 +29,7 @@ std::string LogFile::Text() const {
   return content.str();
 }
 
-std::vector<std::string> LogFile::Messages() const {
+std::vector<std::string> LogFile::Messages() {
   static const std::regex pattern(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d: (.*))");
   std::vector<std::string> messages;
   std::istringstream lines(Text());

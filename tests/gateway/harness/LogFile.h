@@ -15,9 +15,9 @@ class LogFile {
   LogFile();
 
   // The messages so far, without their time stamps. A line without one is returned whole.
-  std::vector<std::string> Messages() const;
+  static std::vector<std::string> Messages();
 
-  std::string Text() const;
+  static std::string Text();
 
   // Waits until a message that starts with `text` stands in the log `count` times.
   bool WaitFor(const std::string& text, std::size_t count = 1,

@@ -41,14 +41,26 @@ inline Reading Captured(const std::function<int()>& reader) {
 }
 
 class ConfigTest : public ::testing::Test {
+ public:
+  ConfigTest(const ConfigTest&) = delete;
+  ConfigTest(ConfigTest&&) = delete;
+  ConfigTest& operator=(const ConfigTest&) = delete;
+  ConfigTest& operator=(ConfigTest&&) = delete;
+
  protected:
   ConfigTest() {
     std::string pattern = ::testing::TempDir() + "configXXXXXX";
     directory_ = ::mkdtemp(pattern.data());
   }
+  // The daemon keeps its heap copies as long as it lives; a test process goes on.
   ~ConfigTest() override {
     std::filesystem::remove_all(directory_);
-    FreeHeapCopies();
+    const struct DataCollectorSiteConfig& site = main_->DataCollectorSiteConfig;
+    for (const char* text :
+         {site.SiteID, site.DeviceID, site.FailureDataCharacter, site.OverallRecordstartmark,
+          site.OverallRecordendmark, main_->SoftwareVer, main_->OruVer}) {
+      std::free(const_cast<char*>(text));
+    }
   }
 
   // The path of a file of the test, and the same after writing it.
@@ -56,16 +68,6 @@ class ConfigTest : public ::testing::Test {
   std::string Write(const std::string& name, const std::string& text) const {
     std::ofstream(PathOf(name), std::ios::binary) << text;
     return PathOf(name);
-  }
-
-  // The daemon keeps these as long as it lives; a test process goes on.
-  void FreeHeapCopies() {
-    const struct DataCollectorSiteConfig& site = main_->DataCollectorSiteConfig;
-    for (const char* text :
-         {site.SiteID, site.DeviceID, site.FailureDataCharacter, site.OverallRecordstartmark,
-          site.OverallRecordendmark, main_->SoftwareVer, main_->OruVer}) {
-      std::free(const_cast<char*>(text));
-    }
   }
 
   std::unique_ptr<DataCollectorMainStructure> main_ = std::make_unique<DataCollectorMainStructure>();

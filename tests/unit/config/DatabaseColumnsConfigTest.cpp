@@ -22,6 +22,10 @@ class DatabaseColumns : public DatabaseFilesTest {
   Reading ReadUpdateConfig() { return Read(ReadDataCollectorDBCtrlUpdateConfig); }
   DatabaseParams& ParamsOf(SourceKind kind) { return main_->DataCollectorDBParams[kind]; }
 
+  std::string Found(SourceKind kind, const std::string& key, const std::string& value) const {
+    return "value at setting in " + key + " in " + Path(kind) + " file=" + value + "\n";
+  }
+
   // Writes a file in which every listed key has a value of its own, reads it, and expects these echoes in
   // this order. A key that ends in one of the number words is a number.
   void ExpectKeys(SourceKind kind, const std::vector<std::string>& keys, const std::string& word = "") {
@@ -38,8 +42,7 @@ class DatabaseColumns : public DatabaseFilesTest {
         out += "Prepared String for Register Read=" + key + "\n";
       }
       const bool isUnchanged = key == "TemperatureTxStatus";
-      out += word + "value at setting in " + key + " in " + Path(kind) +
-             " file=" + (isUnchanged ? "0" : value) + "\n";
+      out += word + Found(kind, key, isUnchanged ? "0" : value);
     }
     WriteFile(kind, text);
     const Reading reading = ReadUpdateConfig();
@@ -295,7 +298,7 @@ TEST_F(DatabaseColumns, AnUnquotedNumberOfRegistersIsMissing) {
 
 TEST_F(DatabaseColumns, AFourthRegisterIsIgnored) {
   Enable(RS485);
-  WriteFile(RS485, "NoOfRegisters = \"4\"; EMeterREG4 = \"REG4\";");
+  WriteFile(RS485, R"(NoOfRegisters = "4"; EMeterREG4 = "REG4";)");
   const Reading reading = ReadUpdateConfig();
   EXPECT_EQ(reading.out.find("EMeterREG4"), std::string::npos) << reading.out;
 }

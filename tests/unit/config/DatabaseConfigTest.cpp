@@ -48,6 +48,19 @@ std::string ControlText(SourceKind kind) {
          "MaxDatabaseAccessRetry" + number(20) + ";\n";
 }
 
+// What is printed about them: wait and attempts may come from another file.
+std::string ControlEcho(SourceKind kind, const std::string& path, const std::string& accessPath) {
+  const std::string prefix = kPrefix[kind];
+  const auto number = [&](const std::string& key, int base, const std::string& file) {
+    return "value at setting in " + prefix + key + "=" + std::to_string(base + static_cast<int>(kind)) +
+           " in " + file + " file\n";
+  };
+  return "value at setting in " + prefix + "RecordNumber in " + path + " file=RecordNumber" +
+         std::to_string(kind) + "\n" + number("MaxRowsCount", 1000, path) +
+         number("DatabaseAccessWaitInterval", 10, accessPath) +
+         number("MaxDatabaseAccessRetry", 20, accessPath);
+}
+
 TEST_F(DatabaseConfigs, ReadsTheColumnsOfAnIoKind) {
   Enable(AIO);
   WriteFile(AIO,
@@ -229,14 +242,7 @@ TEST_F(DatabaseControl, ReadsTheFourKeysOfEveryKind) {
   for (const SourceKind kind : kAllKinds) {
     Enable(kind);
     WriteFile(kind, ControlText(kind) + (kind == DIO ? ControlText(TEMPERATURE) : ""));
-    const std::string prefix = kPrefix[kind];
-    const std::string accessPath = Path(kind == TEMPERATURE ? DIO : kind);
-    const std::string last = std::to_string(kind);
-    out += "value at setting in " + prefix + "RecordNumber in " + Path(kind) + " file=RecordNumber" + last +
-           "\nvalue at setting in " + prefix + "MaxRowsCount=100" + last + " in " + Path(kind) +
-           " file\nvalue at setting in " + prefix + "DatabaseAccessWaitInterval=1" + last + " in " +
-           accessPath + " file\nvalue at setting in " + prefix + "MaxDatabaseAccessRetry=2" + last + " in " +
-           accessPath + " file\n";
+    out += ControlEcho(kind, Path(kind), Path(kind == TEMPERATURE ? DIO : kind));
   }
   const Reading reading = ReadControl();
   EXPECT_EQ(reading.result, 0);

@@ -75,6 +75,17 @@ TEST_F(LibConfigRead, PrintsTheExampleConfigurationAsAccepted) {
   ExpectGolden(kGoldenFolder, "example.stderr", reading.err);
 }
 
+TEST_F(LibConfigRead, TheExampleConfigurationMissesOnlyTheTopicsWithoutMeaning) {
+  const Reading reading = Read();
+  std::vector<std::string> missing;
+  for (std::size_t at = reading.out.find("No '"); at != std::string::npos;
+       at = reading.out.find("No '", at)) {
+    at += 4;
+    missing.push_back(reading.out.substr(at, reading.out.find('\'', at) - at));
+  }
+  EXPECT_EQ(missing, (std::vector<std::string>{"SubscribeTopic18", "SubscribeTopic19"}));
+}
+
 TEST_F(LibConfigRead, TheExampleConfigurationFillsTheMainState) {
   Read();
   for (const SourceKind kind : kAllKinds) {

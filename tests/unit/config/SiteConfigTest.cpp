@@ -282,8 +282,7 @@ TEST_F(SiteConfig, WithoutTheSiteSwitchNothingOfTheSiteIsRead) {
 }
 
 TEST_F(SiteConfig, WithoutTheDeviceSwitchOnlyTheSiteSwitchIsRead) {
-  const Reading reading =
-      Read(ReadSiteIDCfg, "SiteIDEnable = 1; SiteID = \"SITE01\"; DeviceID = \"GW0001\";");
+  const Reading reading = Read(ReadSiteIDCfg, R"(SiteIDEnable = 1; SiteID = "SITE01"; DeviceID = "GW0001";)");
   EXPECT_EQ(reading.result, -1);
   EXPECT_NE(reading.out.find(Missing("DeviceIDEnable")), std::string::npos) << reading.out;
   EXPECT_EQ(site_.SiteIDEnable, 1);
@@ -316,7 +315,7 @@ TEST_F(SiteConfig, PackingCutsAnIdentityToAFieldAndReportsIt) {
 }
 
 TEST_F(SiteConfig, ReadsTheVersions) {
-  const Reading reading = Read(ReadSoftwareVersionCfg, "SoftwareVer = \"1.0.0\"; OruVer = \"ORU2\";");
+  const Reading reading = Read(ReadSoftwareVersionCfg, R"(SoftwareVer = "1.0.0"; OruVer = "ORU2";)");
   EXPECT_EQ(reading.result, 0);
   EXPECT_EQ(reading.out,
             Traced(kFile, "ReadSoftwareVersionCfg", Found("SoftwareVer", "1.0.0") + Found("OruVer", "ORU2")));

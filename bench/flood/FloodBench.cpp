@@ -1,0 +1,355 @@
+// Floods the daemon with AIO records over a real broker into a full ring, and times a bare loop of the same
+// SQL in turn with it. Runs in the private root; the databases lie in the folder that DATACOLLECTOR_KEEP
+// names, on a real disk.
+//
+// Usage: flood_bench DAEMON SYNC_COUNTER [ROUNDS [RECORDS]]
+
+#include <sqlite3.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "gateway/harness/ChildProcess.h"
+#include "gateway/harness/GatewayConfig.h"
+#include "gateway/harness/Peer.h"
+
+namespace datacollector::gateway {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+namespace fs = std::filesystem;
+
+constexpr int kRing = 1000;
+constexpr const char* kStored = "AIO DataBase written Successfully";
+constexpr const char* kPayload = R"("<","M417",0,7,99,12.34,56.78,"2026-11-20 10:00:00",0,"0",">")";
+constexpr const char* kColumns =
+    "StartMark,SiteID,DeviceID,RecordType,RequestID,SoftwareVer,ResponseCode,RecordNumber,SourceStartMark,"
+    "SourceModel,SourceRecordType,SourceRequestID,SourceResponseCode,AI1,AI2,SourceTime,TxStatus,"
+    "TxStatusTime,"
+    "SourceEndMark,RecordReadTime,EndMark";
+
+struct Figures {
+  double perSecond;
+  double cpuPerRecord;  // microseconds
+  double syncsPerRecord;
+};
+
+[[noreturn]] void Fail(const std::string& what) {
+  std::fprintf(stderr, "flood_bench: %s\n", what.c_str());
+  std::exit(EXIT_FAILURE);
+}
+
+// A count that another process keeps; see CountSyncs.cpp.
+std::uint64_t ReadCounter(const fs::path& path) {
+  std::uint64_t count = 0;
+  std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(&count), sizeof count);
+  return count;
+}
+
+class Database {
+ public:
+  explicit Database(const std::string& path) {
+    if (sqlite3_open(path.c_str(), &handle_) != SQLITE_OK) {
+      Fail("can't open " + path);
+    }
+    sqlite3_busy_timeout(handle_, 100);
+    sqlite3_db_config(handle_, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
+  }
+  ~Database() { sqlite3_close(handle_); }
+  Database(const Database&) = delete;
+  Database(Database&&) = delete;
+  Database& operator=(const Database&) = delete;
+  Database& operator=(Database&&) = delete;
+
+  void Run(const std::string& statement) {
+    if (sqlite3_exec(handle_, statement.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+      Fail(statement + ": " + sqlite3_errmsg(handle_));
+    }
+  }
+
+ private:
+  sqlite3* handle_ = nullptr;
+};
+
+std::string InsertStatement(int number) {
+  return std::string("insert into AIO_table (") + kColumns +
+         R"() values ("<","SITE01","GW0001",0,7,"ORU2_1.0.0",99,)" + std::to_string(number) + "," + kPayload +
+         R"(,"2026-11-20 10:00:01",">");)";
+}
+
+void MakeRing(const fs::path& folder, const std::string& file) {
+  const std::string command = "/bin/DatabaseInterface.sh --command create_table --databasepath '" +
+                              folder.string() + "/' --database '" + file +
+                              "' --table AIO_table --config "
+                              "/root/DataCollectorAppComponent/etc/Config/AIOPerDatabaseColumnsConfig.cfg";
+  if (std::system(command.c_str()) != 0) {
+    Fail("the table script failed");
+  }
+  Database database(folder / file);
+  database.Run("BEGIN");
+  for (int number = 1; number <= kRing; ++number) {
+    database.Run(InsertStatement(number));
+  }
+  database.Run("COMMIT");
+}
+
+double CpuSeconds(const rusage& usage) {
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The bare loop: what storing a record costs at least, statement by statement the daemon's own.
+class BareLoop {
+ public:
+  BareLoop(std::string path, fs::path counter) : path_(std::move(path)), counter_(std::move(counter)) {}
+
+  Figures Run(int records) {
+    rusage before{};
+    rusage after{};
+    const std::uint64_t syncs = ReadCounter(counter_);
+    ::getrusage(RUSAGE_SELF, &before);
+    const Clock::time_point start = Clock::now();
+    for (int record = 0; record < records; ++record) {
+      StoreNext();
+    }
+    const double seconds = SecondsSince(start);
+    ::getrusage(RUSAGE_SELF, &after);
+    return {records / seconds, (CpuSeconds(after) - CpuSeconds(before)) * 1e6 / records,
+            static_cast<double>(ReadCounter(counter_) - syncs) / records};
+  }
+
+ private:
+  void StoreNext() {
+    number_ = number_ == kRing ? 1 : number_ + 1;
+    Database database(path_);
+    database.Run("SELECT COUNT(*) FROM AIO_table");
+    database.Run("BEGIN");
+    database.Run("delete from AIO_table where RecordNumber = " + std::to_string(number_) + ";");
+    database.Run(InsertStatement(number_));
+    database.Run("COMMIT");
+  }
+
+  std::string path_;
+  fs::path counter_;
+  int number_ = kRing;
+};
+
+// Counts a text in a file that grows.
+class GrowingFile {
+ public:
+  explicit GrowingFile(std::string path) : path_(std::move(path)) {}
+
+  std::size_t Count(const std::string& text) {
+    std::ifstream file(path_, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(read_));
+    const std::string added{std::istreambuf_iterator<char>(file), {}};
+    read_ += added.size();
+    std::string window = tail_ + added;
+    std::size_t end = 0;
+    for (std::size_t at = window.find(text); at != std::string::npos; at = window.find(text, end)) {
+      ++count_;
+      end = at + text.size();
+    }
+    tail_ = window.substr(std::max(end, window.size() - std::min(window.size(), text.size() - 1)));
+    return count_;
+  }
+
+  void WaitFor(const std::string& text, std::size_t count) {
+    const Clock::time_point deadline = Clock::now() + std::chrono::minutes(5);
+    while (Count(text) < count) {
+      if (Clock::now() > deadline) {
+        Fail("the daemon did not store all records");
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  }
+
+ private:
+  std::string path_;
+  std::size_t read_ = 0;
+  std::string tail_;
+  std::size_t count_ = 0;
+};
+
+double ProcessCpuSeconds(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+  std::string word;
+  for (int field = 1; field < 14; ++field) {
+    file >> word;
+  }
+  double user = 0;
+  double system = 0;
+  file >> user >> system;
+  return (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+std::string PeakMemory(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("VmHWM:")) {
+      return line.substr(line.find_first_not_of(": \t", 5));
+    }
+  }
+  return "?";
+}
+
+class DaemonUnderFlood {
+ public:
+  DaemonUnderFlood(const std::string& program, const std::string& preload, fs::path counter)
+      : counter_(std::move(counter)), output_("/tmp/stdout") {
+    ChildProcess::Options options;
+    options.program = program;
+    options.arguments = {"DataCollector"};
+    options.environment = {"LD_PRELOAD=" + preload, "SYNC_COUNT_FILE=" + counter_.string()};
+    options.output = ChildProcess::Output::kToFile;
+    options.outputFile = "/tmp/stdout";
+    process_ = std::make_unique<ChildProcess>(options);
+    GrowingFile("/tmp/stdout").WaitFor("Sleeping for 1000 milliseconds", 1);
+    peer_ = std::make_unique<Peer>();
+  }
+
+  Figures Run(int records) {
+    const std::uint64_t syncs = ReadCounter(counter_);
+    const double cpu = ProcessCpuSeconds(process_->Pid());
+    const Clock::time_point start = Clock::now();
+    for (int record = 0; record < records; ++record) {
+      peer_->PublishLater("IOModule/AIO/Record", kPayload);
+    }
+    stored_ += static_cast<std::size_t>(records);
+    output_.WaitFor(kStored, stored_);
+    const double seconds = SecondsSince(start);
+    return {records / seconds, (ProcessCpuSeconds(process_->Pid()) - cpu) * 1e6 / records,
+            static_cast<double>(ReadCounter(counter_) - syncs) / records};
+  }
+
+  std::string Peak() const { return PeakMemory(process_->Pid()); }
+
+ private:
+  fs::path counter_;
+  GrowingFile output_;
+  std::unique_ptr<ChildProcess> process_;
+  std::unique_ptr<Peer> peer_;
+  std::size_t stored_ = 0;
+};
+
+double Median(std::vector<double> values) {
+  std::ranges::sort(values);
+  return values[values.size() / 2];
+}
+
+Figures MedianOf(const std::vector<Figures>& rounds) {
+  const auto median = [&rounds](double Figures::*member) {
+    std::vector<double> values;
+    for (const Figures& round : rounds) {
+      values.push_back(round.*member);
+    }
+    return Median(values);
+  };
+  return {median(&Figures::perSecond), median(&Figures::cpuPerRecord), median(&Figures::syncsPerRecord)};
+}
+
+void ReplaceInFile(const fs::path& path, const std::string& before, const std::string& after) {
+  std::ifstream in(path, std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(in), {}};
+  for (std::size_t at = content.find(before); at != std::string::npos;
+       at = content.find(before, at + after.size())) {
+    content.replace(at, before.size(), after);
+  }
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+// All six kinds are enabled, as the memory goal asks; AIO's database lies on the real disk.
+void InstallConfiguration(const fs::path& folder) {
+  GatewayConfig config;
+  config.RowLimit(AIO, kRing).LoopInterval(1000).Install();
+  for (const char* name : {"AIOPerDatabaseColumnsConfig.cfg", "AIOPerDatabaseCtrlConfig.cfg"}) {
+    ReplaceInFile(fs::path("/root/DataCollectorAppComponent/etc/Config") / name,
+                  "/vorl/disk/AppData/K740/DataCollector/Db/", folder.string() + "/");
+  }
+  std::ofstream("/tmp/networkstatus") << "0\n";
+}
+
+std::unique_ptr<ChildProcess> StartBroker() {
+  std::ofstream("/tmp/broker.conf") << "listener 1883 127.0.0.1\nallow_anonymous true\nuser "
+                                       "root\nmax_queued_messages 0\nset_tcp_nodelay true\n";
+  ChildProcess::Options options;
+  options.program = "/usr/sbin/mosquitto";
+  options.arguments = {"mosquitto", "-c", "/tmp/broker.conf"};
+  auto broker = std::make_unique<ChildProcess>(options);
+  if (!broker->Err().WaitFor("running", 0)) {
+    Fail("the broker does not start");
+  }
+  return broker;
+}
+
+void PrintRow(const char* name, const Figures& figures, const std::string& memory) {
+  std::printf("%-10s %12.0f %16.0f %14.2f %14s\n", name, figures.perSecond, figures.cpuPerRecord,
+              figures.syncsPerRecord, memory.c_str());
+}
+
+int RunBench(const std::string& daemonPath, const std::string& preload, int rounds, int records) {
+  const char* keep = std::getenv("DATACOLLECTOR_KEEP");
+  if (keep == nullptr) {
+    Fail("DATACOLLECTOR_KEEP must name a folder on a real disk");
+  }
+  const fs::path folder(keep);
+  const fs::path daemonCounter = folder / "daemon.syncs";
+  InstallConfiguration(folder);
+  MakeRing(folder, "AIODataCollectorDB.db");
+  MakeRing(folder, "Bare.db");
+  const auto broker = StartBroker();
+  BareLoop bare((folder / "Bare.db").string(), std::getenv("SYNC_COUNT_FILE"));
+  DaemonUnderFlood daemon(daemonPath, preload, daemonCounter);
+
+  std::vector<Figures> bareRounds;
+  std::vector<Figures> daemonRounds;
+  std::vector<double> ratios;
+  for (int round = 0; round < rounds; ++round) {
+    bareRounds.push_back(bare.Run(records));
+    daemonRounds.push_back(daemon.Run(records));
+    ratios.push_back(daemonRounds.back().perSecond / bareRounds.back().perSecond);
+  }
+  std::printf("%d rounds of %d records into a full ring of %d rows, medians\n", rounds, records, kRing);
+  std::printf("%-10s %12s %16s %14s %14s\n", "", "records/s", "CPU us/record", "syncs/record", "peak memory");
+  PrintRow("bare loop", MedianOf(bareRounds), "-");
+  PrintRow("daemon", MedianOf(daemonRounds), daemon.Peak());
+  std::printf("daemon / bare loop: %.2f (median of the rounds)\n", Median(ratios));
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+}  // namespace datacollector::gateway
+
+int main(int argc, char* argv[]) {
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: flood_bench DAEMON SYNC_COUNTER [ROUNDS [RECORDS]]\n");
+    return 2;
+  }
+  const int rounds = argc > 3 ? std::atoi(argv[3]) : 5;
+  const int records = argc > 4 ? std::atoi(argv[4]) : 1000;
+  if (rounds < 1 || records < 1) {
+    std::fprintf(stderr, "flood_bench: rounds and records must be above 0\n");
+    return 2;
+  }
+  return datacollector::gateway::RunBench(argv[1], argv[2], rounds, records);
+}

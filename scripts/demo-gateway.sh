@@ -1,0 +1,194 @@
+#!/bin/bash
+# The part of demo.sh that runs in the private root, where the daemon's absolute paths are its own.
+#
+# Usage: demo-gateway.sh BUILD SECONDS KINDS [KEEP]     (kinds separated by commas, no "all")
+set -euo pipefail
+
+build=$1 seconds=$2 kinds=$3 keep=${4:-}
+checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+work=${keep:-/tmp/demo}
+settings=/root/DataCollectorAppComponent/etc/Config
+databases=/vorl/disk/AppData/K740/DataCollector/Db
+daemon='' simulator='' broker=''
+
+# One record per kind every 2 s: the forwarding thread hands over at most one per kind in a little over a
+# second, and after an outage it has to catch up.
+seconds_per_record=2
+retry_seconds=5
+
+fail() {
+  echo "demo: $1" >&2
+  exit 1
+}
+
+# Leaves behind what is to be kept, however the demo ends. Called by the trap.
+# shellcheck disable=SC2317
+collect() {
+  for process in $simulator $daemon $broker; do
+    kill -TERM "$process" 2>/dev/null || true
+  done
+  wait || true
+  [ -z "$keep" ] || cp -r "$databases" /tmp/Log "$work/" 2>/dev/null || true
+}
+trap collect EXIT
+trap 'exit 143' TERM INT HUP
+
+# Waits for a condition, at most so many seconds.
+wait_for() {
+  local tries=$(($1 * 20))
+  shift
+  until "$@"; do
+    tries=$((tries - 1))
+    [ "$tries" -gt 0 ] || return 1
+    sleep 0.05
+  done
+}
+
+now_ms() { echo $((${EPOCHREALTIME/[.,]/} / 1000)); }
+
+# Waits until so many hundredths of the run have passed.
+at_percent() {
+  local left=$((started + seconds * 10 * $1 - $(now_ms)))
+  [ "$left" -le 0 ] || sleep "$((left / 1000)).$(printf %03d $((left % 1000)))"
+  kill -0 "$simulator" 2>/dev/null || fail "the simulator has ended too early"
+}
+
+note() { echo "$1" >"$work/note"; }
+
+# set_number FILE KEY VALUE, where KEY is an extended regular expression that must occur.
+set_number() {
+  grep -qE "^$2 *=" "$1" || fail "no $2 in $1"
+  sed -i -E "s/^($2 *= *)[0-9]+/\1$3/" "$1"
+}
+
+configure() {
+  cp -r "$checkout/etc/Config/root/." /root/
+  local sources=/root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg kind
+  set_number "$sources" '[A-Za-z0-9]+DataSourceEnable' 0
+  for kind in ${kinds//,/ }; do
+    case $kind in
+      rs485) set_number "$sources" 'EMeterRS485Line[12]DataSourceEnable' 1 ;;
+      rs232) set_number "$sources" EMeterRS232Line1DataSourceEnable 1 ;;
+      snmp) set_number "$sources" SNMPLine1DataSourceEnable 1 ;;
+      *) set_number "$sources" "${kind^^}DataSourceEnable" 1 ;;
+    esac
+  done
+  set_number "$sources" '[A-Za-z0-9]+DataSourcePerPublishInterval' "$retry_seconds"
+  set_number "$settings/DataCollectorGeneric.cfg" DCDBPublishRetryInterval "$retry_seconds"
+}
+
+# shellcheck disable=SC2317  # called by wait_for
+broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
+
+start_broker() {
+  printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' \
+    "log_dest file $work/broker.log" >/tmp/broker.conf
+  mosquitto -c /tmp/broker.conf >>"$work/broker.log" 2>&1 &
+  broker=$!
+  wait_for 10 broker_answers || fail "the broker does not start"
+}
+
+# Whether every topic is subscribed, counted from the byte of the trace at which this start began.
+# shellcheck disable=SC2317  # called by wait_for
+subscribed() {
+  kill -0 "$daemon" 2>/dev/null || fail "the daemon has ended: $(tail -n 3 "$work/errors.log")"
+  [ "$(tail -c "+$1" "$work/trace.log" | grep -aoF 'Subscribed (mid:' | wc -l)" -ge \
+    "$(grep -cE '^SubscribeTopic[0-9]+' "$settings/DataCollectorMqtt.cfg")" ]
+}
+
+start_daemon() {
+  local from
+  from=$(($(stat -c %s "$work/trace.log") + 1))
+  "$build/DataCollector" >>"$work/trace.log" 2>>"$work/errors.log" &
+  daemon=$!
+  wait_for 30 subscribed "$from" || fail "the daemon does not subscribe"
+}
+
+stop_daemon() {
+  local status=0
+  kill -TERM "$daemon" 2>/dev/null || fail "the daemon has ended by itself"
+  wait "$daemon" || status=$?
+  daemon=
+  [ "$status" -eq 0 ] || fail "the daemon ended with status $status"
+}
+
+start_simulator() {
+  "$build/gateway-sim" --kinds "$kinds" --rate "0.$((10 / seconds_per_record))" --alarms 5 --meters 2 --lines 2 \
+    --count $((seconds * 75 / 100 / seconds_per_record)) --settle "$seconds" --trace "$work/trace.log" \
+    --report "$work/report" --note "$work/note" --no-summary --expect-all-stored --expect-all-confirmed &
+  simulator=$!
+  wait_for 10 grep -qs '^state running' "$work/report" || fail "the simulator does not start"
+}
+
+# Records that are published while the daemon is down never reach it, so the sources pause.
+restart_daemon() {
+  note "the daemon is to be restarted"
+  kill -USR1 "$simulator"
+  wait_for 10 grep -q '^state paused' "$work/report" || fail "the simulator does not pause"
+  note "the daemon is down"
+  stop_daemon
+  start_daemon
+  note "the daemon is up again"
+  kill -USR2 "$simulator"
+}
+
+# database, table, column of the running number and condition that a record is one of this run's
+table_of() {
+  case $1 in
+    AIO) echo "AIODataCollectorDB.db AIO_table AI1 AI2='$run'" ;;
+    DIO) echo "DIODataCollectorDB.db DIO_table DI1 DI2='$run'" ;;
+    TEMPERATURE) echo "TemperatureDataCollectorDB.db Temperature_table Temperature1 Temperature2='$run'" ;;
+    RS485) echo "EMeterRS485DataCollectorDb.db EnergyMeter_RS485_table REG1 REG2='$run'" ;;
+    RS232) echo "RS232DataCollectorDb.db RS232_table REG1 REG2='$run'" ;;
+    SNMP) echo "SNMPDataCollectorDb.db SNMP_table SNMPData SNMPData LIKE '%;run=$run;%'" ;;
+  esac
+}
+
+# Compares what was published with what the tables hold. Returns 1 when a record is missing, stored twice or
+# not confirmed.
+check_tables() {
+  local run kind published database table number condition stored rows confirmed result=0
+  run=$(sed -n 's/^run //p' "$work/report")
+  while read -r kind _ published _; do
+    read -r database table number condition <<<"$(table_of "$kind")"
+    IFS='|' read -r stored rows confirmed <<<"$(sqlite3 "$databases/$database" \
+      "SELECT count(DISTINCT $number), count(*), count(DISTINCT CASE WHEN TxStatus = 1 THEN $number END)
+       FROM $table WHERE $condition")"
+    printf '%-12s published %4d   stored %4d   confirmed %4d   lost %4d' \
+      "$kind" "$published" "$stored" "$confirmed" $((published - stored))
+    [ "$rows" -eq "$stored" ] || printf '   stored twice %d' $((rows - stored))
+    echo
+    if ((published == 0 || stored != published || rows != stored || confirmed != published)); then
+      result=1
+    fi
+  done < <(grep -v -e '^state ' -e '^run ' "$work/report")
+  return "$result"
+}
+
+mkdir -p "$work"
+rm -rf "$work"/{note,report,trace.log,errors.log,broker.log,Db,Log}
+touch "$work/note" "$work/trace.log" "$work/errors.log"
+
+configure
+echo 1 >/tmp/networkstatus
+start_broker
+start_daemon
+start_simulator
+started=$(now_ms)
+
+at_percent 20
+echo 0 >/tmp/networkstatus
+note "the WAN is down"
+at_percent 40
+echo 1 >/tmp/networkstatus
+note "the WAN is up again"
+at_percent 50
+restart_daemon
+
+result=0
+wait "$simulator" || result=1
+simulator=
+stop_daemon
+echo "In the tables, after the daemon has stopped:"
+check_tables || result=1
+exit "$result"

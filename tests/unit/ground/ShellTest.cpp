@@ -1,0 +1,174 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/ground/Shell.h"
+#include "app/ground/Trace.h"
+#include "support/CaptureOutput.h"
+#include "support/Texts.h"
+
+namespace datacollector {
+namespace {
+
+class Shell : public ::testing::Test {
+ protected:
+  Shell() {
+    std::string pattern = ::testing::TempDir() + "shellXXXXXX";
+    folder_ = ::mkdtemp(pattern.data());
+  }
+  ~Shell() override { std::filesystem::remove_all(folder_); }
+
+  std::string PathOf(const std::string& name) const { return folder_ + "/" + name; }
+
+  // Waits until a command has written a whole line to a file.
+  bool WaitForLine(const std::string& name) const {
+    return WaitUntil([&] { return ReadFile(PathOf(name)).ends_with('\n'); });
+  }
+
+ private:
+  std::string folder_;
+};
+
+bool ExitedWith(int status, int code) { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
+bool EndedBySignal(int status, int signal) { return WIFSIGNALED(status) && WTERMSIG(status) == signal; }
+
+TEST_F(Shell, ReturnsTheWaitStatusOfTheCommand) {
+  EXPECT_TRUE(ExitedWith(RunShellCommand("exit 0"), 0));
+  EXPECT_TRUE(ExitedWith(RunShellCommand("exit 7"), 7));
+  EXPECT_TRUE(EndedBySignal(RunShellCommand("kill -KILL $$"), SIGKILL));
+}
+
+TEST_F(Shell, WaitsForTheEndOfTheCommand) {
+  RunShellCommand(("echo one >" + PathOf("file") + "; echo two >>" + PathOf("file")).c_str());
+  EXPECT_EQ(ReadFile(PathOf("file")), "one\ntwo\n");
+}
+
+TEST_F(Shell, WhatWasPrintedBeforeStandsBeforeTheCommandsOwnOutput) {
+  CapturedOutput output;
+  Print("before ");
+  RunShellCommand("echo command");
+  Print("after");
+  EXPECT_EQ(output.Out(), "before command\nafter");
+}
+
+// The daemon's socket, its broker connection and its databases must not outlive it in a command.
+TEST_F(Shell, TheCommandInheritsTheStandardStreamsAlone) {
+  const int low = ::open("/dev/null", O_RDONLY);
+  const int high = ::fcntl(low, F_DUPFD, 200);
+  ASSERT_GE(high, 200);
+  CapturedOutput output;
+  RunShellCommand(
+      "for descriptor in /proc/$$/fd/*; do [ -e \"$descriptor\" ] && echo ${descriptor##*/}; done");
+  ::close(low);
+  ::close(high);
+  EXPECT_EQ(output.Out(), "0\n1\n2\n");
+}
+
+TEST_F(Shell, TheCommandTakesSignalsAsIfTheDaemonHadNoHandlers) {
+  ::signal(SIGPIPE, SIG_IGN);
+  sigset_t ending;
+  ::sigemptyset(&ending);
+  ::sigaddset(&ending, SIGTERM);
+  ::sigaddset(&ending, SIGINT);
+  ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+  const int term = RunShellCommand("kill -TERM $$; exit 7");
+  const int pipe = RunShellCommand("kill -PIPE $$; exit 7");
+  ::pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
+  ::signal(SIGPIPE, SIG_DFL);
+  EXPECT_TRUE(EndedBySignal(term, SIGTERM)) << term;
+  EXPECT_TRUE(EndedBySignal(pipe, SIGPIPE)) << pipe;
+}
+
+TEST_F(Shell, ARunningCommandIsStopped) {
+  int status = 0;
+  const std::string command = "echo started >" + PathOf("started") + "; exec sleep 1000";
+  std::thread runner([&] { status = RunShellCommand(command.c_str()); });
+  const bool started = WaitForLine("started");
+  StopShellCommands();
+  runner.join();
+  EXPECT_TRUE(started);
+  EXPECT_TRUE(EndedBySignal(status, SIGTERM)) << status;
+}
+
+TEST_F(Shell, WhatTheCommandStartedIsStoppedWithIt) {
+  const std::string command = "sleep 1000 & echo $! >" + PathOf("child") + "; wait";
+  std::thread runner([&] { RunShellCommand(command.c_str()); });
+  const bool started = WaitForLine("child");
+  StopShellCommands();
+  runner.join();
+  ASSERT_TRUE(started);
+  // Dead, though perhaps still to be reaped by whoever has inherited it.
+  const std::string state = "/proc/" + std::to_string(std::stol(ReadFile(PathOf("child")))) + "/stat";
+  EXPECT_TRUE(WaitUntil([&] {
+    const std::string stat = ReadFile(state);
+    return stat.empty() || stat.find(") Z ") != std::string::npos;
+  })) << ReadFile(state);
+}
+
+TEST_F(Shell, StoppingWithoutARunningCommandStopsNobody) {
+  ASSERT_TRUE(ExitedWith(RunShellCommand("exit 0"), 0));
+  StopShellCommands();
+  EXPECT_TRUE(ExitedWith(RunShellCommand("exit 3"), 3));
+}
+
+TEST_F(Shell, MoreCommandsThanCanBeStoppedRunAllTheSame) {
+  std::array<int, 6> statuses{};
+  std::vector<std::thread> runners;
+  for (std::size_t index = 0; index < statuses.size(); ++index) {
+    runners.emplace_back([this, &statuses, index] {
+      const std::string mine = PathOf("started" + std::to_string(index));
+      const std::string go = PathOf("go");
+      statuses[index] = RunShellCommand(
+          ("echo >" + mine + "; while [ ! -e " + go + " ]; do sleep 0.01; done; exit 5").c_str());
+    });
+  }
+  for (std::size_t index = 0; index < statuses.size(); ++index) {
+    EXPECT_TRUE(WaitForLine("started" + std::to_string(index)));
+  }
+  WriteFile(PathOf("go"), "");
+  for (std::thread& runner : runners) {
+    runner.join();
+  }
+  for (const int status : statuses) {
+    EXPECT_TRUE(ExitedWith(status, 5)) << status;
+  }
+}
+
+TEST_F(Shell, ASignalDuringTheWaitDoesNotEndIt) {
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int /*signal*/) {};
+  ::sigaction(SIGUSR1, &action, &before);
+  ASSERT_EQ(::mkfifo(PathOf("fifo").c_str(), 0600), 0);
+  int status = 0;
+  std::atomic<bool> done = false;
+  std::thread runner([&] {
+    const std::string command = "echo >" + PathOf("started") + "; read line <" + PathOf("fifo") + "; exit 4";
+    status = RunShellCommand(command.c_str());
+    done = true;
+  });
+  EXPECT_TRUE(WaitForLine("started"));
+  for (int signals = 0; signals < 20; ++signals) {
+    ::pthread_kill(runner.native_handle(), SIGUSR1);
+    std::this_thread::yield();
+  }
+  EXPECT_FALSE(done);
+  WriteFile(PathOf("fifo"), "line\n");
+  runner.join();
+  ::sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_TRUE(ExitedWith(status, 4)) << status;
+}
+
+}  // namespace
+}  // namespace datacollector

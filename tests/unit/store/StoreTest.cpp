@@ -1,0 +1,209 @@
+#include "unit/store/StoreTest.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+
+#include "config/LibConfigRead.h"
+#include "store/CreateDB.h"
+#include "store/ReadLastRecordID.h"
+#include "store/UpdateRecord.h"
+#include "store/WriteRecord.h"
+
+namespace datacollector {
+namespace {
+
+namespace fs = std::filesystem;
+
+int CollectRow(void* context, int columns, char** values, char** /*names*/) {
+  auto& rows = *static_cast<Rows*>(context);
+  auto& row = rows.emplace_back();
+  for (int column = 0; column < columns; ++column) {
+    row.emplace_back(values[column] == nullptr ? "NULL" : values[column]);
+  }
+  return 0;
+}
+
+Rows Run(const std::string& path, const std::string& statements) {
+  sqlite3* handle = nullptr;
+  EXPECT_EQ(sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK) << path;
+  sqlite3_busy_timeout(handle, 5000);
+  Rows rows;
+  EXPECT_EQ(sqlite3_exec(handle, statements.c_str(), CollectRow, &rows, nullptr), SQLITE_OK)
+      << statements << ": " << sqlite3_errmsg(handle);
+  sqlite3_close(handle);
+  return rows;
+}
+
+}  // namespace
+
+Rows Query(const std::string& path, const std::string& statement) { return Run(path, statement); }
+
+void Execute(const std::string& path, const std::string& statements) { Run(path, statements); }
+
+Outcome Observe(const std::function<int()>& operation, std::initializer_list<std::string_view> open) {
+  fs::remove(kLogFile);
+  CapturedOutput output;
+  const int result = operation();
+  const std::string out = output.Out();
+  return {result, WithoutClock(Folded(out, open)), output.Err(), LogText()};
+}
+
+int Silently(const std::function<int()>& operation) {
+  CapturedOutput output;
+  const int result = operation();
+  output.Out();
+  return result;
+}
+
+std::string Traced(const std::string& file, const std::string& function, const std::string& text) {
+  const std::string line = "FILE:" + file + ":LINE:N:FUNCTION:" + function;
+  return line + ":START\n" + text + line + ":END\n";
+}
+
+std::string SleepLines(int milliseconds) {
+  return "slptm.tv_sec = " + std::to_string(milliseconds / 1000) +
+         "\nslptm.tv_nsec = " + std::to_string(milliseconds % 1000 * 1000000) + "\nSleeping for " +
+         std::to_string(milliseconds) + " milliseconds\n";
+}
+
+std::string ExampleData(SourceKind kind) {
+  static const std::array<const char*, kSourceKinds> kData = {
+      R"("<","M417",0,7,99,12.34,56.78,"2026-11-20 10:00:00",0,"0",">")",
+      R"("<","AI2DI2DO2_VT480",0,7,99,1,0,"2026-11-20 10:00:00",0,"0",">")",
+      R"("<","AI2DI2DO2_VT480",0,7,99,21.5,22.0,"2026-11-20 10:00:00",0,"0",">")",
+      R"("GW0001",0,7,1,1,"PM3-A","3P4W","17","192.168.1.17","0","40001","3","3","230.1","229.8","231.0",)"
+      R"("2026-11-20 10:00:00",0,"0",">")",
+      R"("SITE01","GW0001",0,7,1,1,"PM1-C","1P2W","5","0","40001","3","3","230.1","5.2","1.19",)"
+      R"("2026-11-20 10:00:00",0,"0",">")",
+      R"("SITE01","GW0001",7,1,1,"ups-1","UPS","192.168.1.50",161,"0","[","load=41;battery=100","]",)"
+      R"("2026-11-20 10:00:00",0,"0",">")"};
+  return kData[kind];
+}
+
+StoreTest::StoreTest() {
+  fs::remove_all("/vorl/disk/AppData/K740");
+  fs::create_directories("/vorl/disk/AppData/K740");
+  fs::create_directories(kLogDirectory);
+  fs::copy(std::string(DATACOLLECTOR_SOURCE_DIR) + "/etc/Config/root", "/root",
+           fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+  ZeroMainState(gMainState);
+  ZeroFlags();
+  Silently([] { return ReadConfig(gMainState); });
+  for (const SourceKind kind : kAllKinds) {
+    gRecordNumberRecovery[kind] = Recovery::Done;
+    Receive(kind, ExampleData(kind));
+    gMainState.DataCollectorDBData.i8_ReadTimeStamp[kind].Assign(kReadTime);
+  }
+  gMainState.i32_ParsedReqId.fill(7);
+  gMainState.PublishTimeStamps = {};
+  fs::remove(kLogFile);
+}
+
+StoreTest::~StoreTest() {
+  const auto& site = gMainState.DataCollectorSiteConfig;
+  for (const char* copy :
+       {gMainState.SoftwareVer, gMainState.OruVer, site.SiteID, site.DeviceID, site.FailureDataCharacter,
+        site.OverallRecordstartmark, site.OverallRecordendmark}) {
+    std::free(const_cast<char*>(copy));
+  }
+  ZeroMainState(gMainState);
+  if (::chdir("/") != 0) {
+    ADD_FAILURE() << "the root can't be entered";
+  }
+}
+
+void StoreTest::MakeTable(SourceKind kind) {
+  fs::create_directories(kDatabaseDirectory);
+  Silently([&] {
+    CreatorOf(kind)(Path(kind).c_str());
+    return 0;
+  });
+  ASSERT_TRUE(fs::exists(Path(kind)));
+}
+
+void StoreTest::Receive(SourceKind kind, const std::string& data) {
+  DataCollectorDBData& buffers = gMainState.DataCollectorDBData;
+  switch (kind) {
+    case RS485:
+      buffers.i8_RS485Record[RS485Line1][0].Assign(data);
+      break;
+    case RS232:
+      buffers.i8_RS232Line1Record[0].Assign(data);
+      break;
+    case SNMP:
+      buffers.i8_SNMPLine1Record[0].Assign(data);
+      break;
+    default:
+      buffers.i8_IoRecord[kind].Assign(data);
+  }
+}
+
+int StoreTest::Write(SourceKind kind) {
+  switch (kind) {
+    case AIO:
+      return WriteAIDCDBRecords(gMainState, 7);
+    case DIO:
+      return WriteDIODCDBRecords(gMainState);
+    case TEMPERATURE:
+      return WriteTemperatureDCDBRecords(gMainState);
+    case RS485:
+      return WriteRS485DCDBRecords(gMainState, RS485Line1, 0, 7);
+    case RS232:
+      return WriteRS232DCDBRecords(gMainState, RS232Line1, 0, 7, "SITE01", "GW0001");
+    default:
+      return WriteSNMPDCDBRecords(gMainState, SNMPLine1, 1, 7, "SITE01", "GW0001");
+  }
+}
+
+int StoreTest::ReadLast(SourceKind kind) {
+  using Reader = int (*)(DataCollectorMainStructure&, std::uint16_t&);
+  static constexpr std::array<Reader, kSourceKinds> kReaders = {
+      ReadLastAIORecordID,   ReadLastDIORecordID,   ReadLastTemperatureRecordID,
+      ReadLastRS485RecordID, ReadLastRS232RecordID, ReadLastSNMPRecordID};
+  return kReaders[kind](gMainState, Number(kind));
+}
+
+int StoreTest::Update(SourceKind kind) {
+  using Updater = int (*)(DataCollectorMainStructure&);
+  static constexpr std::array<Updater, kSourceKinds> kUpdaters = {
+      UpdateAIDBRecord,    UpdateDIODBRecord,   UpdateTemperatureDBRecord,
+      UpdateRS485DBRecord, UpdateRS232DBRecord, UpdateSNMPDBRecord};
+  return kUpdaters[kind](gMainState);
+}
+
+int StoreTest::ReadUnsent(SourceKind kind, RecordHandOver& handOver) {
+  using Reader = std::int32_t (*)(DataCollectorMainStructure&, RecordHandOver&);
+  static constexpr std::array<Reader, kSourceKinds> kReaders = {
+      ReadAIDCDBRecordAndPublish,    ReadDIODCDBRecordAndPublish,   ReadTemperatureDCDBRecordAndPublish,
+      ReadRS485DCDBRecordAndPublish, ReadRS232DCDBRecordAndPublish, ReadSNMPDCDBRecordAndPublish};
+  return kReaders[kind](gMainState, handOver);
+}
+
+void StoreTest::Store(SourceKind kind, int records) {
+  const int result = Silently([&] {
+    int last = 0;
+    for (int record = 0; record < records && last == 0; ++record) {
+      last = Write(kind);
+    }
+    return last;
+  });
+  ASSERT_EQ(result, 0);
+}
+
+std::vector<int> StoreTest::Numbers(SourceKind kind) {
+  std::vector<int> numbers;
+  for (const auto& row : Select(kind, "RecordNumber", "ORDER BY rowid")) {
+    numbers.push_back(std::stoi(row[0]));
+  }
+  return numbers;
+}
+
+Rows StoreTest::Select(SourceKind kind, const std::string& columns, const std::string& rest) {
+  return Query(Path(kind), "SELECT " + columns + " FROM " + Table(kind) + " " + rest);
+}
+
+}  // namespace datacollector

@@ -1,0 +1,125 @@
+// What the tests of the store share: the store of a gateway with the example configuration, one way to call
+// each operation for every kind, and what an operation printed and logged.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/ground/Flags.h"
+#include "app/ground/MainState.h"
+#include "store/Database.h"
+#include "store/ReadRecords.h"
+#include "support/CaptureOutput.h"
+#include "support/Texts.h"
+
+namespace datacollector {
+
+// Rows of a query; a NULL is "NULL".
+using Rows = std::vector<std::vector<std::string>>;
+Rows Query(const std::string& path, const std::string& statement);
+
+// Runs statements; a failure fails the test.
+void Execute(const std::string& path, const std::string& statements);
+
+// What one operation did.
+struct Outcome {
+  int result;
+  std::string out;  // folded, without line numbers and clock readings
+  std::string err;
+  std::string log;  // with "T" for each time stamp
+};
+Outcome Observe(const std::function<int()>& operation, std::initializer_list<std::string_view> open = {});
+
+// What a line of the log file leaves in the trace.
+inline constexpr const char* kLogTrace = "<GetTimeStamp>\n";
+
+// Runs an operation whose words don't matter. Returns its result.
+int Silently(const std::function<int()>& operation);
+
+// The trace lines around what a function prints.
+std::string Traced(const std::string& file, const std::string& function, const std::string& text);
+
+// What the meter kinds' writers and readers print to wait `milliseconds`.
+std::string SleepLines(int milliseconds);
+
+// The hand-over of a test: remembers the calls in their order.
+class RecordingHandOver : public RecordHandOver {
+ public:
+  explicit RecordingHandOver(bool accepts = true) : accepts_(accepts) {}
+
+  void Announce(std::int32_t recordNumber) override {
+    calls.push_back("announce " + std::to_string(recordNumber));
+  }
+  bool Publish(const char* topic, const char* packet) override {
+    calls.push_back(std::string("publish on ") + topic);
+    packets.emplace_back(packet);
+    return accepts_;
+  }
+  void Withdraw() override { calls.emplace_back("withdraw"); }
+
+  std::vector<std::string> calls;
+  std::vector<std::string> packets;
+
+ private:
+  bool accepts_;
+};
+
+constexpr const char* kDatabaseDirectory = "/vorl/disk/AppData/K740/DataCollector/Db";
+constexpr const char* kReadTime = "2026-11-20 10:00:05";
+
+// Example record data of a kind, as the source application sends it (meter kinds: behind the meter index).
+std::string ExampleData(SourceKind kind);
+
+class StoreTest : public ::testing::Test {
+ protected:
+  StoreTest();
+  ~StoreTest() override;
+
+  DataCollectorMainStructure& Main() { return gMainState; }
+  DatabaseConfig& Config(SourceKind kind) { return gMainState.DataCollectorDBConfig[kind]; }
+  DatabaseParams& Params(SourceKind kind) { return gMainState.DataCollectorDBParams[kind]; }
+  std::uint16_t& Number(SourceKind kind) { return gMainState.DataCollectorDBData.ui16_DBRecordNumber[kind]; }
+  std::string Path(SourceKind kind) { return Config(kind).i8_DatabaseName.c_str(); }
+  std::string Table(SourceKind kind) { return Config(kind).i8_TableName.c_str(); }
+
+  // Makes the kind's table with the gateway's script.
+  void MakeTable(SourceKind kind);
+
+  // Puts record data where the kind's packer finds that of the first meter of the first line.
+  void Receive(SourceKind kind, const std::string& data);
+  // The kind's operations, for the first meter of the first line.
+  int Write(SourceKind kind);
+  int ReadLast(SourceKind kind);
+  int Update(SourceKind kind);
+  int ReadUnsent(SourceKind kind, RecordHandOver& handOver);
+
+  // Stores example records until the kind's number is `last`.
+  void Store(SourceKind kind, int records);
+  // The record numbers of the table, oldest row first.
+  std::vector<int> Numbers(SourceKind kind);
+  Rows Select(SourceKind kind, const std::string& columns, const std::string& rest = "");
+};
+
+// The same for each kind.
+class KindTest : public StoreTest, public ::testing::WithParamInterface<SourceKind> {
+ protected:
+  KindTest() : kind_(GetParam()), word_(kKindFunctionWord[kind_]) {}
+
+  const SourceKind kind_;
+  const std::string word_;  // in function names
+};
+
+inline std::string KindName(const ::testing::TestParamInfo<SourceKind>& info) {
+  return kKindWord[info.param];
+}
+
+constexpr std::initializer_list<SourceKind> kIoKindList = {AIO, DIO, TEMPERATURE};
+constexpr std::initializer_list<SourceKind> kMeterKindList = {RS485, RS232, SNMP};
+
+}  // namespace datacollector
