@@ -81,6 +81,7 @@ TEST_F(AioRoadTest, ARecordIsStoredForwardedAndMarked) {
 TEST_F(AioRoadTest, StoringARecordPrintsItsTextsInOrderAndNothingElse) {
   WanDown();
   Start();
+  OpenSendGate();
   ASSERT_TRUE(Out().WaitForCount("WAN is down. ", 2));
   const Transcript::Mark idleFrom = Out().End();
   ASSERT_TRUE(Out().WaitFor("WAN is down. ", idleFrom));
@@ -212,13 +213,13 @@ TEST_F(AioRoadTest, AConfirmationPrintsItsTextsInOrderAndNothingElse) {
 
 TEST_F(AioRoadTest, TheLogTellsOfThePublishAndOfNothingElse) {
   Start(HttpSendApp::Silent);
-  const std::size_t before = log.Messages().size();
+  const std::size_t before = LogFile::Messages().size();
   Store(AIO);
   const Packet packet = httpSendApp->WaitForPacket(AIO, 0);
   httpSendApp->Confirm(packet);
   WaitUntilUpdated(AIO, 1);
   WaitForForwardingRounds(1);
-  const std::vector<std::string> messages = log.Messages();
+  const std::vector<std::string> messages = LogFile::Messages();
   EXPECT_EQ(std::vector<std::string>(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end()),
             (std::vector<std::string>{
                 "mosquitto_client_publish msg : " + packet.text + " to topic HTTPSend/AIO/Record", "",

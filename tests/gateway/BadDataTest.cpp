@@ -45,11 +45,11 @@ std::string AioWith(const std::string& value) {
 TEST_F(BadDataTest, AnalogDataThatIsNotAListOfLiteralsIsRefused) {
   ExpectRefused(AIO, {
                          AioWith("1);DROP TABLE AIO_table;--"),
-                         AioWith("1,2,\"a\",0,\"0\",\">\",\"t\",\">\");DELETE FROM AIO_table;--"),
+                         AioWith(R"(1,2,"a",0,"0",">","t",">");DELETE FROM AIO_table;--)"),
                          AioWith("hex(7777)"),
                          AioWith("(SELECT count(*) FROM sqlite_master)"),
                          AioWith("12.34 + 1"),
-                         AioWith("\"a\"||\"b\""),
+                         AioWith(R"("a"||"b")"),
                          AioWith("RecordNumber"),
                          AioWith("\"unterminated"),
                          AioWith("x'41'"),
@@ -71,9 +71,9 @@ TEST_F(BadDataTest, AnalogDataWithTheWrongNumberOfValuesIsRefused) {
 TEST_F(BadDataTest, LiteralsOfAllKindsAreStored) {
   Start();
   const std::vector<std::string> literals = {
-      "-12.5e3", "NULL", "'it''s'", "\"say \"\"so\"\"\"", "0x1F", " +7 ", "'1);DROP TABLE AIO_table;--'"};
+      "-12.5e3", "NULL", "'it''s'", R"("say ""so""")", "0x1F", " +7 ", "'1);DROP TABLE AIO_table;--'"};
   const std::vector<std::string> stored = {
-      "-12500.0", "NULL", "it's", "say \"so\"", "31", "7", "1);DROP TABLE AIO_table;--"};
+      "-12500.0", "NULL", "it's", R"(say "so")", "31", "7", "1);DROP TABLE AIO_table;--"};
   for (const std::string& literal : literals) {
     Deliver(FactsOf(AIO).recordTopic, AioWith(literal));
   }
@@ -113,7 +113,7 @@ TEST_F(BadDataTest, OversizeRecordsAreRefusedAndTheNextOneIsStored) {
   Deliver(FactsOf(AIO).recordTopic, std::string(100000, ','));
   Deliver(FactsOf(RS232).recordTopic, "1,\"" + large + "\"");
   Deliver(FactsOf(RS232).recordTopic, "1," + std::string(100000, ','));
-  Deliver(FactsOf(SNMP).recordTopic, "1,\"SITE01\",\"GW0001\",7,1,\"" + large + "\"");
+  Deliver(FactsOf(SNMP).recordTopic, R"(1,"SITE01","GW0001",7,1,")" + large + "\"");
   Deliver(FactsOf(SNMP).recordTopic, large);
   for (const SourceKind kind : {AIO, RS232, SNMP}) {
     EXPECT_TRUE(RowsOf(kind).empty()) << FactsOf(kind).name;
@@ -131,13 +131,13 @@ TEST_F(BadDataTest, ARecordAsLongAsItsRoomIsStoredWhole) {
 
 TEST_F(BadDataTest, FormatSignsAndBytesOfAllValuesAreOnlyData) {
   Start();
-  Deliver(FactsOf(AIO).recordTopic, AioWith("\"%s%n%d\""));
+  Deliver(FactsOf(AIO).recordTopic, AioWith(R"("%s%n%d")"));
   std::string bytes;
   for (int byte = 1; byte < 256; ++byte) {
     bytes += static_cast<char>(byte);
   }
   Deliver(FactsOf(AIO).recordTopic, bytes);
-  Deliver(FactsOf(AIO).recordTopic, std::string("\"<\",\0\0\0,7", 10));
+  Deliver(FactsOf(AIO).recordTopic, std::string(R"("<",)") + std::string(3, '\0') + ",7");
   EXPECT_EQ(ColumnOf(AIO, "AI1"), std::vector<std::string>{"%s%n%d"});
 }
 

@@ -18,7 +18,7 @@ class BrokerTest : public Gateway {
 };
 
 TEST_F(BrokerTest, WithoutABrokerItTriesFourTimesFiveSecondsApartAndExitsWith0) {
-  broker.Stop();
+  broker.Kill();
   const auto before = std::chrono::steady_clock::now();
   Launch();
   EXPECT_TRUE(ExitedWith(daemon->WaitForExit(std::chrono::seconds(40)), 0));
@@ -34,7 +34,7 @@ TEST_F(BrokerTest, WithoutABrokerItTriesFourTimesFiveSecondsApartAndExitsWith0) 
 }
 
 TEST_F(BrokerTest, ABrokerThatComesLateIsFoundByTheNextAttempt) {
-  broker.Stop();
+  broker.Kill();
   Launch();
   ASSERT_TRUE(Out().WaitFor("Failure: mosquitto_client_connect\n"));
   broker.Start();

@@ -34,7 +34,7 @@ TEST_F(CustomerAccessTest, AMessageEndsWithoutThePublishTime) {
   for (const SourceKind kind : {AIO, DIO, TEMPERATURE}) {
     Store(kind);
   }
-  Deliver("SNMP/Alarm", "x");
+  OpenSendGate();
   EXPECT_EQ(Out().Count("Publish Time Stamp Start: "), 0U);
 }
 
@@ -55,6 +55,7 @@ TEST_F(CustomerAccessTest, RecordsStoredMeanwhileGoOutAfterwards) {
   Terminate();
   config.Set(kGenericFile, "CustomerDataBaseReadWriteUpdateEnable", 0);
   Start();
+  OpenSendGate();
   WaitUntilUpdated(AIO, 2);
 }
 

@@ -42,7 +42,7 @@ TEST_F(InstanceTest, ASecondInstanceSaysSoAndExitsWith0) {
        "Connecting to Socket...\n", "Connect Success\n",
        "/************ Daemon <DataCollector> is already running ************/\n",
        "/$$$$$$$$$$$$$$ Client able to connect to Daemon <DataCollector> $$$$$$$$$$$$$$$$$/\n"}));
-  EXPECT_EQ(log.Messages().back(), "DataCollector Started As Client");
+  EXPECT_EQ(LogFile::Messages().back(), "DataCollector Started As Client");
   Store(AIO);
   WaitUntilUpdated(AIO, 1);
 }
@@ -67,7 +67,7 @@ TEST_F(InstanceTest, AStartAfterACrashAndOneAfterAnOrderlyEndBothBecomeTheDaemon
   Terminate();
   EXPECT_TRUE(fs::exists(kInstanceSocket));
   Start();
-  const std::vector<std::string> messages = log.Messages();
+  const std::vector<std::string> messages = LogFile::Messages();
   EXPECT_EQ(std::count(messages.begin(), messages.end(), "DataCollector Started As Daemon"), 3);
 }
 
@@ -86,7 +86,7 @@ TEST_F(InstanceTest, APathThatCanNeitherBeBoundNorConnectedEndsWith1) {
   expected.emplace_back("/$$$$$$$$$$ Error in handling Daemon <DataCollector> $$$$$$$$$$$/\n");
   EXPECT_TRUE(ComesInOrder(Out().All(), expected));
   EXPECT_EQ(Out().Count("Bind a name to the socket\n"), 2U);
-  EXPECT_EQ(log.Messages(), std::vector<std::string>{"Error in handling Daemon DataCollector"});
+  EXPECT_EQ(LogFile::Messages(), std::vector<std::string>{"Error in handling Daemon DataCollector"});
 }
 
 }  // namespace

@@ -17,13 +17,13 @@ class MeterIndexTest : public EachKind {
   }
 
   // The example record with another first field.
-  std::string WithIndex(const std::string& index) const {
+  static std::string WithIndex(const std::string& index) {
     const std::string payload = PayloadOf(GetParam());
     return index + payload.substr(payload.find(','));
   }
 
-  std::string Last() const { return GetParam() == RS485 ? "100" : "10"; }
-  std::string OnePastLast() const { return GetParam() == RS485 ? "101" : "11"; }
+  static std::string Last() { return GetParam() == RS485 ? "100" : "10"; }
+  static std::string OnePastLast() { return GetParam() == RS485 ? "101" : "11"; }
 };
 
 TEST_P(MeterIndexTest, AnIndexOutsideTheTableStoresNothingAndIsReported) {
@@ -32,10 +32,10 @@ TEST_P(MeterIndexTest, AnIndexOutsideTheTableStoresNothingAndIsReported) {
        {std::string("0"), std::string(""), std::string("-1"), std::string("meter"), OnePastLast(),
         std::string("65537"), std::string("4294967297"), std::string("99999999999999999999")}) {
     const Transcript::Mark errors = Err().End();
-    const std::size_t logged = log.Messages().size();
+    const std::size_t logged = LogFile::Messages().size();
     Deliver(FactsOf(GetParam()).recordTopic, WithIndex(index));
     EXPECT_TRUE(Err().WaitFor("\n", errors)) << index;
-    EXPECT_EQ(log.Messages().size(), logged + 1) << index;
+    EXPECT_EQ(LogFile::Messages().size(), logged + 1) << index;
   }
   EXPECT_TRUE(RowsOf(GetParam()).empty());
   Store(GetParam());

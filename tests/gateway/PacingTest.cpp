@@ -25,9 +25,6 @@ class PacingTest : public EachKind {
     return requests;
   }
 
-  // A message that no branch cares for; like every message it opens the send gate.
-  void OpenGate() { Deliver("SNMP/Alarm", "x"); }
-
   // What the HTTP Send App would report for a stored record.
   void ConfirmRow(std::size_t index, int status) {
     const Row row = RowsOf(GetParam()).at(index);
@@ -60,7 +57,7 @@ TEST_P(IoPacingTest, AnUnconfirmedRecordIsSentAgainWhenItsTimeIsUp) {
   Store(GetParam(), 1);
   for (std::size_t packet = 0; packet < 3; ++packet) {
     EXPECT_EQ(httpSendApp->WaitForPacket(GetParam(), packet).Request(), 1);
-    OpenGate();
+    OpenSendGate();
   }
   EXPECT_GE(Out().Count("forcefully sending unsent"), 2U);
 }
@@ -84,7 +81,7 @@ TEST_P(IoPacingTest, AConfirmationWhileARetryIsPendingMarksTheRowAndReleasesNoth
   StoreFrom(GetParam(), 1, 2);
   httpSendApp->WaitForPacket(GetParam(), 0);
   WanDown();
-  OpenGate();
+  OpenSendGate();
   ASSERT_TRUE(Out().WaitFor("WAN is down. "));
   ASSERT_TRUE(Out().WaitFor("gui8_SendDCDBRecordRetryFlags[" + std::string(kKindIndexWord.at(GetParam())) +
                             "] = 1\n"));
@@ -106,7 +103,7 @@ TEST_P(MeterPacingTest, TheOldestUnsentRecordGoesOutOnEveryRoundThatTheGateIsOpe
   httpSendApp->WaitForPacket(GetParam(), 0);
   Store(GetParam(), 2);
   httpSendApp->WaitForPacket(GetParam(), 1);
-  OpenGate();
+  OpenSendGate();
   httpSendApp->WaitForPacket(GetParam(), 2);
   EXPECT_EQ(RequestsSent(), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(Out().Count("forcefully sending unsent"), 0U);
@@ -116,7 +113,7 @@ TEST_P(MeterPacingTest, AConfirmedRecordMakesRoomForTheNext) {
   Start(HttpSendApp::Silent);
   StoreFrom(GetParam(), 1, 3);
   httpSendApp->Set(HttpSendApp::Delivered);
-  OpenGate();
+  OpenSendGate();
   WaitUntilUpdated(GetParam(), 3);
   EXPECT_EQ(ColumnOf(GetParam(), "TxStatus"), (std::vector<std::string>{"1", "1", "1"}));
   EXPECT_EQ(RequestsSent().back(), 3);

@@ -19,8 +19,9 @@ class RingTest : public Gateway {
 
 std::vector<std::string> Numbers(int first, int count, int limit) {
   std::vector<std::string> numbers;
+  numbers.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
-    numbers.push_back(std::to_string((first - 1 + i) % limit + 1));
+    numbers.emplace_back(std::to_string((first - 1 + i) % limit + 1));
   }
   return numbers;
 }
@@ -81,6 +82,7 @@ TEST_F(RingTest, UnsentRecordsGoOutAfterARestart) {
   Terminate();
   httpSendApp->Set(HttpSendApp::Delivered);
   Start();
+  OpenSendGate();
   WaitUntilUpdated(AIO, 3);
   EXPECT_EQ(ColumnOf(AIO, "TxStatus"), (std::vector<std::string>{"1", "1", "1"}));
   EXPECT_EQ(httpSendApp->WaitForPacket(AIO, 1).text, httpSendApp->WaitForPacket(AIO, 0).text);

@@ -57,6 +57,7 @@ TEST_F(WanTest, NothingIsSentBeforeTheStateFileExists) {
 
 TEST_F(WanTest, AStateFileThatDisappearsLeavesTheStateAsItWas) {
   Start();
+  OpenSendGate();
   WaitForForwardingRounds(1);
   std::filesystem::remove(kNetworkStatusFile);
   ASSERT_TRUE(Err().WaitFor("Error opening network status file: No such file or directory\n"));
@@ -88,6 +89,7 @@ TEST_F(WanTest, TheFirstNineCharactersOfTheStateFileDecide) {
                                              {"000000001", "000000001", true},
                                              {"7 up", "7 up", true}}};
   Start();
+  OpenSendGate();
   for (const State& state : kStates) {
     SetWan(state.firstLine);
     const auto read = Out().WaitFor("networkstatus : " + std::string(state.read) + "\n", Out().End());

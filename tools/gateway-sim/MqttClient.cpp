@@ -25,17 +25,6 @@ MqttClient& ClientOf(void* self) { return *static_cast<MqttClient*>(self); }
 MqttClient::MqttClient(std::string id, std::string host, int port)
     : id_(std::move(id)), host_(std::move(host)), port_(port) {
   mosquitto_lib_init();
-  client_ = mosquitto_new(id_.c_str(), false, this);
-  if (client_ == nullptr) {
-    return;
-  }
-  mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
-  mosquitto_max_inflight_messages_set(client_, kMaxInflight);
-  mosquitto_connect_callback_set(client_, HandleConnect);
-  mosquitto_disconnect_callback_set(client_, HandleDisconnect);
-  mosquitto_subscribe_callback_set(client_, HandleSubscribe);
-  mosquitto_publish_callback_set(client_, HandlePublish);
-  mosquitto_message_callback_set(client_, HandleMessage);
 }
 
 MqttClient::~MqttClient() {
@@ -49,15 +38,30 @@ void MqttClient::Subscribe(std::string filter, OnMessage onMessage) {
 }
 
 void MqttClient::ConnectIfDue(double now) {
-  if (client_ == nullptr || Socket() >= 0 || now < nextAttempt_) {
+  if (Socket() >= 0 || now < nextAttempt_) {
     return;
   }
   nextAttempt_ = now + kSecondsBetweenAttempts;
-  if (everConnected_) {
-    mosquitto_reconnect(client_);
-  } else {
-    everConnected_ = mosquitto_connect(client_, host_.c_str(), port_, kKeepAliveSeconds) == MOSQ_ERR_SUCCESS;
+  if (MakeLibraryClient()) {
+    mosquitto_connect(client_, host_.c_str(), port_, kKeepAliveSeconds);
   }
+}
+
+bool MqttClient::MakeLibraryClient() {
+  mosquitto_destroy(client_);
+  sent_.clear();
+  client_ = mosquitto_new(id_.c_str(), true, this);
+  if (client_ == nullptr) {
+    return false;
+  }
+  mosquitto_int_option(client_, MOSQ_OPT_TCP_NODELAY, 1);
+  mosquitto_max_inflight_messages_set(client_, kMaxInflight);
+  mosquitto_connect_callback_set(client_, HandleConnect);
+  mosquitto_disconnect_callback_set(client_, HandleDisconnect);
+  mosquitto_subscribe_callback_set(client_, HandleSubscribe);
+  mosquitto_publish_callback_set(client_, HandlePublish);
+  mosquitto_message_callback_set(client_, HandleMessage);
+  return true;
 }
 
 void MqttClient::Service(double now, short revents) {
@@ -82,58 +86,36 @@ short MqttClient::Events() const {
   return static_cast<short>(client_ != nullptr && mosquitto_want_write(client_) ? POLLIN | POLLOUT : POLLIN);
 }
 
-bool MqttClient::Publish(const std::string& topic, const std::string& payload, OnDelivered onDelivered) {
+void MqttClient::Publish(const std::string& topic, const std::string& payload, OnDelivered onDelivered) {
+  const auto [entry, fresh] =
+      undelivered_.try_emplace(++published_, Message{topic, payload, std::move(onDelivered)});
+  if (ready_) {
+    Send(entry->first, entry->second);
+  }
+}
+
+// A message that the library refuses stays for the next connection.
+void MqttClient::Send(unsigned long number, const Message& message) {
   int mid = 0;
-  const int result = mosquitto_publish(client_, &mid, topic.c_str(), static_cast<int>(payload.size()),
-                                       payload.data(), kQos, false);
-  // Without a connection the library keeps the message for the next one.
-  if (result != MOSQ_ERR_SUCCESS && result != MOSQ_ERR_NO_CONN && result != MOSQ_ERR_CONN_LOST) {
-    return false;
+  if (mosquitto_publish(client_, &mid, message.topic.c_str(), static_cast<int>(message.payload.size()),
+                        message.payload.data(), kQos, false) == MOSQ_ERR_SUCCESS) {
+    sent_[mid] = number;
   }
-  pending_[mid] = std::move(onDelivered);
-  return true;
-}
-
-void MqttClient::Close() {
-  if (client_ == nullptr) {
-    return;
-  }
-  const bool connected = Socket() >= 0;
-  mosquitto_disconnect(client_);
-  for (int round = 0; round < kCloseRounds && Socket() >= 0; ++round) {
-    if (mosquitto_loop(client_, kCloseRoundMilliseconds, 1) != MOSQ_ERR_SUCCESS) {
-      break;
-    }
-  }
-  ready_ = false;
-  if (connected) {
-    ForgetSession();
-  }
-}
-
-// A connection with a clean session under the same id replaces the lasting session and leaves none.
-void MqttClient::ForgetSession() const {
-  bool accepted = false;
-  mosquitto* const client = mosquitto_new(id_.c_str(), true, &accepted);
-  if (client == nullptr) {
-    return;
-  }
-  mosquitto_connect_callback_set(client,
-                                 [](mosquitto*, void* flag, int) { *static_cast<bool*>(flag) = true; });
-  if (mosquitto_connect(client, host_.c_str(), port_, kKeepAliveSeconds) == MOSQ_ERR_SUCCESS) {
-    for (int round = 0; round < kCloseRounds && !accepted; ++round) {
-      if (mosquitto_loop(client, kCloseRoundMilliseconds, 1) != MOSQ_ERR_SUCCESS) {
-        break;
-      }
-    }
-    mosquitto_disconnect(client);
-  }
-  mosquitto_destroy(client);
 }
 
 void MqttClient::BecomeReady() {
   ready_ = true;
   readySince_ = now_;
+  for (const auto& [number, message] : undelivered_) {
+    Send(number, message);
+  }
+}
+
+void MqttClient::Close() {
+  mosquitto_disconnect(client_);
+  for (int round = 0; round < kCloseRounds && Socket() >= 0; ++round) {
+    mosquitto_loop(client_, kCloseRoundMilliseconds, 1);
+  }
 }
 
 void MqttClient::HandleConnect(mosquitto* client, void* self, int result) {
@@ -159,12 +141,15 @@ void MqttClient::HandleSubscribe(mosquitto* /*client*/, void* self, int /*mid*/,
 
 void MqttClient::HandlePublish(mosquitto* /*client*/, void* self, int mid) {
   MqttClient& own = ClientOf(self);
-  const auto entry = own.pending_.find(mid);
-  if (entry != own.pending_.end()) {
-    const OnDelivered onDelivered = std::move(entry->second);
-    own.pending_.erase(entry);
-    onDelivered();
+  const auto sent = own.sent_.find(mid);
+  if (sent == own.sent_.end()) {
+    return;
   }
+  const auto message = own.undelivered_.find(sent->second);
+  const OnDelivered onDelivered = std::move(message->second.onDelivered);
+  own.undelivered_.erase(message);
+  own.sent_.erase(sent);
+  onDelivered();
 }
 
 void MqttClient::HandleMessage(mosquitto* /*client*/, void* self, const mosquitto_message* message) {

@@ -11,8 +11,10 @@ struct mosquitto_message;
 
 namespace datacollector::sim {
 
-// Holds a session that outlives its connections: what was published or is to be received while the connection
-// is down arrives when it is back, once each as long as the broker keeps its sessions.
+// Every connection is a new session with a library client of its own: after a broker's restart, message ids
+// and QoS 2 states of the old session mean nothing any more. What the broker had not acknowledged is
+// published again on the next connection, in order; a message that it had passed on without being able to say
+// so arrives twice.
 class MqttClient {
  public:
   using OnMessage = std::function<void(std::string_view topic, std::string_view payload)>;
@@ -37,11 +39,9 @@ class MqttClient {
   bool Ready() const { return ready_; }
   double ReadySince() const { return readySince_; }
 
-  // QoS 2. `onDelivered` runs when the broker has taken the message over. False when it can't be sent at all.
-  bool Publish(const std::string& topic, const std::string& payload, OnDelivered onDelivered);
-  std::size_t Undelivered() const { return pending_.size(); }
+  // QoS 2, now or on the next connection. `onDelivered` runs when the broker has taken the message over.
+  void Publish(const std::string& topic, const std::string& payload, OnDelivered onDelivered);
 
-  // Ends the connection, and the session with it, so that the broker keeps nothing for this client.
   void Close();
 
  private:
@@ -51,17 +51,25 @@ class MqttClient {
   static void HandlePublish(mosquitto* client, void* self, int mid);
   static void HandleMessage(mosquitto* client, void* self, const mosquitto_message* message);
 
+  struct Message {
+    std::string topic;
+    std::string payload;
+    OnDelivered onDelivered;
+  };
+
+  bool MakeLibraryClient();
   void BecomeReady();
-  void ForgetSession() const;
+  void Send(unsigned long number, const Message& message);
 
   std::string id_;
   std::string host_;
   int port_;
-  mosquitto* client_;
+  mosquitto* client_ = nullptr;  // of the present connection or the last one
   std::string filter_;
   OnMessage onMessage_;
-  std::map<int, OnDelivered> pending_;  // by message id
-  bool everConnected_ = false;
+  unsigned long published_ = 0;
+  std::map<unsigned long, Message> undelivered_;  // by number of publishing
+  std::map<int, unsigned long> sent_;             // the number by message id of the present connection
   bool ready_ = false;
   double now_ = 0.0;
   double readySince_ = 0.0;

@@ -68,8 +68,8 @@ Signals
                           daemon is down never reaches it: pause before stopping the daemon
   SIGUSR2                 go on. Pauses do not count as time of --seconds
 
-A lost connection is made again; the source applications wait 3 seconds longer, so that the daemon has
-subscribed before they go on.
+A lost connection is made again, and what the broker had not acknowledged is published again. The source
+applications wait 3 seconds longer, so that the daemon has subscribed before they go on.
 
 Counts
   published               records that the broker has taken over

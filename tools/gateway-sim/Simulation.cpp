@@ -55,7 +55,7 @@ Simulation::Simulation(const Options& options, const Requests& requests)
       httpClient_(ClientId("http"), options.host, options.port),
       sources_(options, run_, ledger_,
                [this](SourceKind kind, const char* topic, const std::string& payload) {
-                 return sourceClient_.Publish(topic, payload, [this, kind] { ledger_.Published(kind); });
+                 sourceClient_.Publish(topic, payload, [this, kind] { ledger_.Published(kind); });
                }),
       http_(options, run_, ledger_,
             [this](SourceKind kind, const Packet& packet, const char* topic, const std::string& payload) {

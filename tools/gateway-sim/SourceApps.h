@@ -14,8 +14,8 @@ namespace datacollector::sim {
 
 class SourceApps {
  public:
-  // Takes a record to the broker; false when it can't.
-  using Publish = std::function<bool(SourceKind kind, const char* topic, const std::string& payload)>;
+  // Takes a record to the broker.
+  using Publish = std::function<void(SourceKind kind, const char* topic, const std::string& payload)>;
 
   // Times are seconds of one monotonic clock; `run` is the tag of this run's records.
   SourceApps(const Options& options, unsigned long run, Ledger& ledger, Publish publish);

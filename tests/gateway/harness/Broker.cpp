@@ -30,12 +30,8 @@ void Broker::Start() {
   ASSERT_TRUE(Log().WaitFor(" running\n")) << Log().All();
 }
 
-void Broker::Stop() { End(SIGTERM); }
-
-void Broker::Kill() { End(SIGKILL); }
-
-void Broker::End(int signal) {
-  process_->Signal(signal);
+void Broker::Kill() {
+  process_->Signal(SIGKILL);
   EXPECT_TRUE(process_->WaitForExit());
   process_.reset();
 }

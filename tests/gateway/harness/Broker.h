@@ -12,8 +12,8 @@ class Broker {
   // Starts the broker; returns when it accepts connections. A broker that doesn't start fails the test.
   void Start();
 
-  void Stop();  // SIGTERM: connections are closed
-  void Kill();  // SIGKILL
+  // Ends the broker as a crash would.
+  void Kill();
 
   bool Running() const { return process_ != nullptr; }
 
@@ -21,8 +21,6 @@ class Broker {
   const Transcript& Log() const { return process_->Err(); }
 
  private:
-  void End(int signal);
-
   std::unique_ptr<ChildProcess> process_;
 };
 

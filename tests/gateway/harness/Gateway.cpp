@@ -144,14 +144,14 @@ void Gateway::Keep() const {
   const std::string run = std::to_string(launches_) + ".txt";
   std::ofstream(home / ("stdout" + run)) << Out().All();
   std::ofstream(home / ("stderr" + run)) << Err().All();
-  std::ofstream(home / "DataCollectorLog.txt") << log.Text();
+  std::ofstream(home / "DataCollectorLog.txt") << LogFile::Text();
 }
 
 void Gateway::ShowLastLines() const {
   Show("stdout of the daemon", Out().LastLines(kLinesShown));
   Show("stderr of the daemon", Err().LastLines(kLinesShown));
   Transcript logged;
-  logged.Append(log.Text());
+  logged.Append(LogFile::Text());
   Show("log of the daemon", logged.LastLines(kLinesShown));
 }
 

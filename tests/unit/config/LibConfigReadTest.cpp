@@ -71,8 +71,8 @@ void ExpectOnlySources(const DataCollectorMainStructure& main, const Reading& re
 TEST_F(LibConfigRead, PrintsTheExampleConfigurationAsAccepted) {
   const Reading reading = Read();
   EXPECT_EQ(reading.result, 0);
-  ExpectGolden(kGoldenFolder, "example.stdout", reading.out);
-  ExpectGolden(kGoldenFolder, "example.stderr", reading.err);
+  ExpectGolden(kGoldenFolder, "example.stdout.golden", reading.out);
+  ExpectGolden(kGoldenFolder, "example.stderr.golden", reading.err);
 }
 
 TEST_F(LibConfigRead, TheExampleConfigurationMissesOnlyTheTopicsWithoutMeaning) {

@@ -152,16 +152,25 @@ TEST_F(FileLogger, AWholeMessageThatCannotBeWrittenIsReported) {
                    "'/root/TempDataCollectorLogs.txt'\n"));
 }
 
-TEST_F(FileLogger, ALogThatCannotBeOpenedForAWholeMessageIsReported) {
+TEST_F(FileLogger, ALogThatCannotBeOpenedForAWholeMessageIsReportedAndTheFunctionLeftWithoutItsEndLine) {
   std::filesystem::remove_all(kLogDirectory);
   CapturedOutput output;
   vFileLogger("lost");
-  const std::string out = Folded(output.Out(), {"vFileLogger"});
-  EXPECT_EQ(out.find("FILE:FileLogger.cpp:LINE:N:FUNCTION:vFileLogger:START\n"
-                     "Can not open log file '/tmp/Log/DataCollectorApp/DataCollectorLog.txt'\n"),
-            0U)
-      << out;
+  EXPECT_EQ(WithoutLineNumbers(output.Out()),
+            "FILE:FileLogger.cpp:LINE:N:FUNCTION:vFileLogger:START\n"
+            "Can not open log file '/tmp/Log/DataCollectorApp/DataCollectorLog.txt'\n");
   EXPECT_EQ(output.Err(), "open: No such file or directory\n");
+  EXPECT_FALSE(std::filesystem::exists(kRotationNote));
+}
+
+TEST_F(FileLogger, ATemporaryLogThatCannotBeOpenedIsReportedInTheSameWay) {
+  std::filesystem::create_directory(kTemporaryLogFile);
+  CapturedOutput output;
+  vFileLoggerTemp("lost");
+  EXPECT_EQ(WithoutLineNumbers(output.Out()),
+            "FILE:FileLogger.cpp:LINE:N:FUNCTION:vFileLoggerTemp:START\n"
+            "Can not open log file '/root/TempDataCollectorLogs.txt'\n");
+  EXPECT_EQ(output.Err(), "open: Is a directory\n");
 }
 
 TEST_F(FileLogger, TheStubDoesNothing) {

@@ -58,6 +58,13 @@ TEST_F(Publish, WithoutAConnectionAnswersAsTheLibraryWould) {
   EXPECT_EQ(output.Err(), kNotConnected);
 }
 
+TEST_F(Publish, ForWhichThereWasNoMemoryIsRefused) {
+  cfg_->status = STATUS_CONNACK_RECVD;
+  CapturedOutput output;
+  EXPECT_EQ(mosquitto_client_publish(*cfg_), 1);
+  EXPECT_EQ(output.Err(), "Error: Out of memory when trying to publish message.\n");
+}
+
 TEST_F(Publish, ARefusalIsPrintedTwiceAndLoggedOnce) {
   CapturedOutput output;
   EXPECT_EQ(Mosquitto_Publish(*cfg_), -1);

@@ -66,7 +66,8 @@ const std::array<Branches, kTopicSlots> kBranchesOfEntry = {{
 
 class TopicEntries : public ExampleGateway {
  protected:
-  // Gives every entry a text of its own. No record is stored: without tables every write fails at once.
+  // Gives every entry a text of its own. The record has too few values for any table: each write fails at
+  // once.
   TopicEntries() {
     for (std::size_t entry = 0; entry < kTopicSlots; ++entry) {
       gMainState.DataCollectorMqttTopics.i8_SubscribeTopics[entry].Assign("entry/" + std::to_string(entry));

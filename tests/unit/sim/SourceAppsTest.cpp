@@ -29,7 +29,6 @@ class SourceAppsTest : public testing::Test {
               if (brokerThere_) {
                 ledger_.Published(kind);
               }
-              return true;
             }};
   }
 

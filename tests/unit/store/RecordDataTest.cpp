@@ -5,8 +5,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -17,57 +17,78 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-class AcceptedLiteral : public ::testing::TestWithParam<std::string_view> {};
-TEST_P(AcceptedLiteral, IsOneValueThatSqliteReadsAsAConstant) {
-  const std::string text(GetParam());
-  EXPECT_EQ(CountLiterals(text), 1U);
-  EXPECT_EQ(CountLiterals("1," + text + ",2"), 3U);
+void ExpectLiterals(std::initializer_list<std::string_view> literals) {
   sqlite3* handle = nullptr;
   ASSERT_EQ(sqlite3_open(":memory:", &handle), SQLITE_OK);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
-  EXPECT_EQ(sqlite3_exec(handle, ("VALUES(" + text + ")").c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(handle);
+  for (const std::string_view literal : literals) {
+    const std::string text(literal);
+    SCOPED_TRACE(text);
+    EXPECT_EQ(CountLiterals(text), 1U);
+    EXPECT_EQ(CountLiterals("1," + text + ",2"), 3U);
+    EXPECT_EQ(sqlite3_exec(handle, ("VALUES(" + text + ")").c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(handle);
+  }
   sqlite3_close(handle);
 }
-INSTANTIATE_TEST_SUITE_P(Numbers, AcceptedLiteral,
-                         ::testing::Values("0", "7", "007", "-1", "+1", "12.34", "-0.5", "5.", "1e5", "1E5",
-                                           "1e+5", "1.5e-3", "5.e3", "9e999",
-                                           "123456789012345678901234567890", "0x0", "0X1f",
-                                           "0xFFFFFFFFFFFFFFFF", "0x00000000000000000001"));
-INSTANTIATE_TEST_SUITE_P(Texts, AcceptedLiteral,
-                         ::testing::Values(R"("")", "''", R"("<")", "'a'", R"("a""b")", "'a''b'", R"("it's")",
-                                           R"('say "x"')", R"("a,b")", R"(");drop table t;--")", "'\n\t'",
-                                           "\"\xc3\xa9\xff\"", R"("rowid")", R"("""")", "''''"));
-INSTANTIATE_TEST_SUITE_P(Nulls, AcceptedLiteral, ::testing::Values("NULL", "null", "NuLl"));
-INSTANTIATE_TEST_SUITE_P(Blanks, AcceptedLiteral,
-                         ::testing::Values(" 1", "1 ", "\t1\r\n", "\f'a' ", " \t\r\n\fNULL\f\n\r\t "));
 
-class RefusedText : public ::testing::TestWithParam<std::string_view> {};
-TEST_P(RefusedText, IsNoListOfLiterals) {
-  EXPECT_EQ(CountLiterals(GetParam()), std::nullopt);
-  EXPECT_EQ(CountLiterals("1," + std::string(GetParam())), std::nullopt);
-  EXPECT_EQ(CountLiterals(std::string(GetParam()) + ",1"), std::nullopt);
+void ExpectRefused(std::initializer_list<std::string_view> texts) {
+  for (const std::string_view view : texts) {
+    const std::string text(view);
+    SCOPED_TRACE(text);
+    EXPECT_EQ(CountLiterals(text), std::nullopt);
+    EXPECT_EQ(CountLiterals("1," + text), std::nullopt);
+    EXPECT_EQ(CountLiterals(text + ",1"), std::nullopt);
+  }
 }
-INSTANTIATE_TEST_SUITE_P(Empty, RefusedText, ::testing::Values("", " ", ",", "1,", ",1", "1,,2"));
-INSTANTIATE_TEST_SUITE_P(Numbers, RefusedText,
-                         ::testing::Values(".5", "-", "+", "--1", "+-1", "- 1", "1e", "1e+", "1.2.3", "1a",
-                                           "0x", "0xg", "-0x1", "0x1.5", "0x10000000000000000", "1 2",
-                                           "1_000", "1e1.5", "inf", "nan"));
-INSTANTIATE_TEST_SUITE_P(Texts, RefusedText,
-                         ::testing::Values("'a", "\"a", "'a'b'", "'a' 'b'", "'a'\"b\"", "a", "`a`", "[a]",
-                                           "x'00'", "'", "\""));
-INSTANTIATE_TEST_SUITE_P(Words, RefusedText,
-                         ::testing::Values("NUL", "NULLS", "NULL1", "TRUE", "CURRENT_TIME", "rowid"));
-INSTANTIATE_TEST_SUITE_P(Expressions, RefusedText,
-                         ::testing::Values("hex(7777)", "1+1", "(1)", "(SELECT 1)", "'a'||'b'", "1;2", "?",
-                                           "@a", ":a", "$a", "1--2", "1/**/", "/**/1", "'a'--",
-                                           "1);DROP TABLE t;--"));
-INSTANTIATE_TEST_SUITE_P(OtherCharacters, RefusedText,
-                         ::testing::Values("\v1", "1\v", "\0"sv, "1\0"sv,
-                                           "\xc2\xa0"
-                                           "1"));
 
-// Each by itself is a legal literal: it is the wrapping in a record text that makes it an expression.
+TEST(RecordDataTest, AcceptsNumbers) {
+  ExpectLiterals({"0", "7", "007", "-1", "+1", "12.34", "-0.5", "5.", "1e5", "1E5", "1e+5", "1.5e-3", "5.e3",
+                  "9e999", "123456789012345678901234567890", "0x0", "0X1f", "0xFFFFFFFFFFFFFFFF",
+                  "0x00000000000000000001"});
+}
+
+TEST(RecordDataTest, AcceptsTextsInEitherQuotes) {
+  ExpectLiterals({R"("")", "''", R"("<")", "'a'", R"("a""b")", "'a''b'", R"("it's")", R"('say "x"')",
+                  R"("a,b")", R"(");drop table t;--")", "'\n\t'", "\"\xc3\xa9\xff\"", R"("rowid")", R"("""")",
+                  "''''"});
+}
+
+TEST(RecordDataTest, AcceptsNullInAnyCase) { ExpectLiterals({"NULL", "null", "NuLl"}); }
+
+TEST(RecordDataTest, AcceptsBlanksAroundALiteral) {
+  ExpectLiterals({" 1", "1 ", "\t1\r\n", "\f'a' ", " \t\r\n\fNULL\f\n\r\t "});
+}
+
+TEST(RecordDataTest, RefusesEmptyPlaces) { ExpectRefused({"", " ", ",", "1,", ",1", "1,,2"}); }
+
+TEST(RecordDataTest, RefusesWhatOnlyLooksLikeANumber) {
+  ExpectRefused({".5",  "-",     "+",     "--1",   "+-1",
+                 "- 1", "1e",    "1e+",   "1.2.3", "1a",
+                 "0x",  "0xg",   "-0x1",  "0x1.5", "0x10000000000000000",
+                 "1 2", "1_000", "1e1.5", "inf",   "nan"});
+}
+
+TEST(RecordDataTest, RefusesOpenAndAdjacentTexts) {
+  ExpectRefused({"'a", "\"a", "'a'b'", "'a' 'b'", "'a'\"b\"", "a", "`a`", "[a]", "x'00'", "'", "\""});
+}
+
+TEST(RecordDataTest, RefusesOtherWords) {
+  ExpectRefused({"NUL", "NULLS", "NULL1", "TRUE", "CURRENT_TIME", "rowid"});
+}
+
+TEST(RecordDataTest, RefusesExpressionsParametersCommentsAndStatements) {
+  ExpectRefused({"hex(7777)", "1+1", "(1)", "(SELECT 1)", "'a'||'b'", "1;2", "?", "@a", ":a", "$a", "1--2",
+                 "1/**/", "/**/1", "'a'--", "1);DROP TABLE t;--"});
+}
+
+TEST(RecordDataTest, RefusesOtherCharacters) {
+  ExpectRefused({"\v1", "1\v", "\0"sv, "1\0"sv,
+                 "\xc2\xa0"
+                 "1"});
+}
+
+// A legal literal where it arrives: wrapped in the double quotes of a field it becomes an expression.
 TEST(RecordDataTest, AnIdentityThatEndsItsQuotesIsRefusedInTheWholeText) {
   const std::string identity = R"("||hex(7777)||")";
   EXPECT_TRUE(CountLiterals("'" + identity + "'"));

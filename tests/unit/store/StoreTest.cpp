@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "config/LibConfigRead.h"
@@ -90,7 +91,7 @@ StoreTest::StoreTest() {
   fs::create_directories(kLogDirectory);
   fs::copy(std::string(DATACOLLECTOR_SOURCE_DIR) + "/etc/Config/root", "/root",
            fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-  ZeroMainState(gMainState);
+  std::memset(&gMainState, 0, sizeof gMainState);
   ZeroFlags();
   Silently([] { return ReadConfig(gMainState); });
   for (const SourceKind kind : kAllKinds) {
@@ -110,7 +111,6 @@ StoreTest::~StoreTest() {
         site.OverallRecordstartmark, site.OverallRecordendmark}) {
     std::free(const_cast<char*>(copy));
   }
-  ZeroMainState(gMainState);
   if (::chdir("/") != 0) {
     ADD_FAILURE() << "the root can't be entered";
   }

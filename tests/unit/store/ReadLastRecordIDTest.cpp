@@ -1,0 +1,204 @@
+// Recovery of the last record number, and the records that wait for it.
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "store/ReadLastRecordID.h"
+#include "unit/store/LockHolder.h"
+#include "unit/store/StoreTest.h"
+
+namespace datacollector {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RecoveryTest : public KindTest {
+ protected:
+  RecoveryTest() : function_("ReadLast" + (kind_ == AIO ? "AIO" : word_) + "RecordID") {
+    Config(kind_).ui16_MaxDatabaseAccessRetry = 2;
+    Config(kind_).i32_DatabaseAccessWaitInterval = 0;
+    gRecordNumberRecovery[kind_] = Recovery::Pending;
+  }
+
+  Outcome Recover() {
+    return Observe([&] { return ReadLast(kind_); }, {function_});
+  }
+
+  std::string Opened() { return "Connection to database '" + Path(kind_) + "' is successfull\n"; }
+
+  const std::string function_;
+};
+
+TEST_P(RecoveryTest, AnEmptyTableGives0) {
+  MakeTable(kind_);
+  Number(kind_) = 17;
+  const Outcome outcome = Recover();
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_EQ(outcome.out, Traced("ReadLastRecordID.cpp", function_,
+                                Opened() + "Read last Record number '0' from table '" + Table(kind_) +
+                                    "'\nReturning SUCCESS from function 'ReadLastRecordID'\n"));
+  EXPECT_EQ(outcome.err + outcome.log, "");
+  EXPECT_EQ(Number(kind_), 0);
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Done);
+}
+
+TEST_P(RecoveryTest, TheLastInsertedRowCountsNotTheHighestNumber) {
+  MakeTable(kind_);
+  gRecordNumberRecovery[kind_] = Recovery::Done;
+  Config(kind_).ui16_MAXRecords = 3;
+  Store(kind_, 5);
+  Number(kind_) = 0;
+  const Outcome outcome = Recover();
+  EXPECT_EQ(outcome.out,
+            Traced("ReadLastRecordID.cpp", function_,
+                   Opened() +
+                       "RECORD_NUMBER Column Name: RecordNumber\ngui16_LatestRecordID = 2\n"
+                       "Read last Record number '2' from table '" +
+                       Table(kind_) + "'\nReturning SUCCESS from function 'ReadLastRecordID'\n"));
+  EXPECT_EQ(Number(kind_), 2);
+}
+
+TEST_P(RecoveryTest, ARowWithoutTheRecordNumberColumnGives0) {
+  MakeTable(kind_);
+  gRecordNumberRecovery[kind_] = Recovery::Done;
+  Store(kind_, 2);
+  Config(kind_).i8_RecordNumber.Assign("recordnumber");  // the case counts
+  const Outcome outcome = Recover();
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_NE(outcome.out.find("RECORD_NUMBER Column Name: recordnumber\nRead last Record number '0'"),
+            std::string::npos);
+  EXPECT_EQ(Number(kind_), 0);
+}
+
+TEST_P(RecoveryTest, ANumberIsCutTo16BitsAndANullIs0) {
+  MakeTable(kind_);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (65536 + 5)");
+  Recover();
+  EXPECT_EQ(Number(kind_), 5);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (NULL)");
+  Recover();
+  EXPECT_EQ(Number(kind_), 0);
+}
+
+TEST_P(RecoveryTest, ADatabaseThatCantBeOpenedLeavesTheNumber) {
+  fs::remove_all("/vorl/disk/AppData/K740");
+  Number(kind_) = 17;
+  const Outcome outcome = Recover();
+  std::string attempts;
+  for (const char* attempt : {"0", "1", "2"}) {
+    attempts += "Can not connect database '" + Path(kind_) + "', so retrying " + attempt + " time\n";
+  }
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(outcome.out, Traced("ReadLastRecordID.cpp", function_,
+                                attempts + "<Create" + word_ +
+                                    "DB>\nReturning FAILURE from function 'ReadLastRecordID'\n"));
+  EXPECT_EQ(outcome.err,
+            "Can't Connect to database '" + Path(kind_) + "'\nError message: unable to open database file\n");
+  EXPECT_EQ(outcome.log, "");
+  EXPECT_EQ(Number(kind_), 17);
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Failed);
+}
+
+TEST_P(RecoveryTest, AMissingTableFailsAfterTheAttempts) {
+  fs::create_directories(kDatabaseDirectory);
+  WriteFile(Path(kind_), "");
+  Number(kind_) = 17;
+  const Outcome outcome = Recover();
+  const std::string reason = "no such table: " + Table(kind_);
+  const std::string failure =
+      "can't read last record from table '" + Table(kind_) + "'\nError message:" + reason + "\n";
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(outcome.out,
+            Traced("ReadLastRecordID.cpp", function_,
+                   Opened() + failure + "retry after waiting for an interval of '0'seconds\n<Create" + word_ +
+                       "DB>\n" + kClockLines + (kind_ == RS485 ? SleepLines(0) : "<Wait>\n") + failure +
+                       "Returning FAILURE from function 'ReadLastRecordID'\n"));
+  EXPECT_EQ(outcome.err,
+            "can not read last record from table '" + Table(kind_) + "'\nError Message:" + reason + "\n");
+  EXPECT_EQ(outcome.log, "");
+  EXPECT_EQ(Number(kind_), 17);
+}
+
+TEST_P(RecoveryTest, OnlyRs485WaitsInMilliseconds) {
+  fs::create_directories(kDatabaseDirectory);
+  WriteFile(Path(kind_), "");
+  Config(kind_).i32_DatabaseAccessWaitInterval = 1;
+  const auto start = std::chrono::steady_clock::now();
+  Recover();
+  EXPECT_EQ(std::chrono::steady_clock::now() - start >= std::chrono::seconds(1), kind_ != RS485);
+}
+
+TEST_P(RecoveryTest, OnlyItsOwnKindIsAnnounced) {
+  MakeTable(kind_);
+  for (const SourceKind kind : kAllKinds) {
+    gRecordNumberRecovery[kind] = Recovery::Pending;
+  }
+  Recover();
+  for (const SourceKind kind : kAllKinds) {
+    EXPECT_EQ(gRecordNumberRecovery[kind], kind == kind_ ? Recovery::Done : Recovery::Pending);
+  }
+}
+
+TEST_P(RecoveryTest, ARecordWaitsForTheRecoveryBeforeItIsNumbered) {
+  MakeTable(kind_);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
+  CapturedOutput output;
+  std::atomic<int> result = 1;
+  std::thread network([&] { result = Write(kind_); });
+  EXPECT_TRUE(WaitUntil(
+      [&] { return output.OutSoFar().find("Write" + word_ + "DCDBRecords:START") != std::string::npos; }));
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(ReadLast(kind_), 0);
+  network.join();
+  output.Out();
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
+}
+
+TEST_P(RecoveryTest, AFailedRecoveryIsRepeatedBeforeARecordIsNumbered) {
+  MakeTable(kind_);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
+  gRecordNumberRecovery[kind_] = Recovery::Failed;
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_NE(outcome.out.find("<" + function_ + ">\nConnection to database"), std::string::npos);
+  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Done);
+  EXPECT_EQ(Silently([&] { return Write(kind_); }), 0);
+  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42, 43}));
+}
+
+TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryStillFails) {
+  MakeTable(kind_);
+  Store(kind_, 0);
+  gRecordNumberRecovery[kind_] = Recovery::Failed;
+  const std::string writer = "Write" + word_ + "DCDBRecords";
+  Outcome outcome;
+  {
+    const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
+    outcome = Observe([&] { return Write(kind_); }, {writer});
+  }
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(outcome.out, Traced("WriteRecord.cpp", writer,
+                                (IsMeterKind(kind_) ? "<GetTimeStamp>\n" : "") + std::string("<") +
+                                    function_ + ">\nReturning FAILURE from function '" + writer + "'\n"));
+  EXPECT_EQ(Number(kind_), 0);
+  EXPECT_TRUE(Numbers(kind_).empty());
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Failed);
+}
+
+// Nobody recovers a kind that is not enabled; a record of it must not wait for ever.
+TEST_P(RecoveryTest, AKindThatIsNotEnabledRecoversWithItsFirstRecord) {
+  MakeTable(kind_);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
+  Main().DataCollectorSourcesConfig = {};
+  Store(kind_, 1);
+  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, RecoveryTest, ::testing::ValuesIn(kAllKinds), KindName);
+
+}  // namespace
+}  // namespace datacollector
