@@ -20,6 +20,16 @@ namespace {
 // that run one.
 std::array<std::atomic<pid_t>, 4> runningGroups;
 
+// Set by the thread that ends the process: no command is started or answered any more.
+std::atomic<bool> stopping;
+
+// The calling thread has nothing more to do: the process is about to end.
+void StayIfStopping() {
+  while (stopping) {
+    ::pause();
+  }
+}
+
 std::atomic<pid_t>* TakePlace(pid_t group) {
   for (std::atomic<pid_t>& place : runningGroups) {
     pid_t free = 0;
@@ -71,6 +81,7 @@ void AwaitEnd(pid_t child) {
 
 int RunShellCommand(const char* command) {
   FlushTrace();
+  StayIfStopping();
   const pid_t child = ::fork();
   if (child == 0) {
     ExecuteInChild(command);
@@ -80,7 +91,11 @@ int RunShellCommand(const char* command) {
   }
   ::setpgid(child, child);  // also here: the group exists before this thread can be asked to end it
   std::atomic<pid_t>* place = TakePlace(child);
+  if (stopping) {
+    ::kill(-child, SIGTERM);
+  }
   AwaitEnd(child);
+  StayIfStopping();
   if (place != nullptr) {
     place->store(0);
   }
@@ -89,6 +104,7 @@ int RunShellCommand(const char* command) {
 }
 
 void StopShellCommands() {
+  stopping = true;
   for (const std::atomic<pid_t>& place : runningGroups) {
     if (const pid_t group = place; group > 0) {
       ::kill(-group, SIGTERM);

@@ -8,8 +8,8 @@ namespace datacollector {
 // called from any thread.
 int RunShellCommand(const char* command);
 
-// Ends the commands that are running now, with everything that they started. For the thread that ends the
-// process; does not wait.
+// Ends the commands that are running now, with everything that they started; from now on no other is started,
+// and the threads that run one stay where they are. For the thread that ends the process; does not wait.
 void StopShellCommands();
 
 }  // namespace datacollector

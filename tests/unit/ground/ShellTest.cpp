@@ -90,36 +90,66 @@ TEST_F(Shell, TheCommandTakesSignalsAsIfTheDaemonHadNoHandlers) {
   EXPECT_TRUE(EndedBySignal(pipe, SIGPIPE)) << pipe;
 }
 
-TEST_F(Shell, ARunningCommandIsStopped) {
+// Dead, though perhaps still to be reaped by whoever has inherited it.
+bool IsDead(const std::string& processId) {
+  const std::string stat = ReadFile("/proc/" + std::to_string(std::stol(processId)) + "/stat");
+  return stat.empty() || stat.find(") Z ") != std::string::npos;
+}
+
+// Runs `body` as the thread that ends a process does: in a process of its own, which stopping changes for
+// good.
+template <typename Body>
+bool HoldsInEndingProcess(Body body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::_exit(body() ? 0 : 1);
+  }
   int status = 0;
-  const std::string command = "echo started >" + PathOf("started") + "; exec sleep 1000";
-  std::thread runner([&] { status = RunShellCommand(command.c_str()); });
-  const bool started = WaitForLine("started");
-  StopShellCommands();
-  runner.join();
-  EXPECT_TRUE(started);
-  EXPECT_TRUE(EndedBySignal(status, SIGTERM)) << status;
+  ::waitpid(child, &status, 0);
+  return ExitedWith(status, 0);
+}
+
+TEST_F(Shell, ARunningCommandIsStopped) {
+  EXPECT_TRUE(HoldsInEndingProcess([this] {
+    std::thread([this] {
+      RunShellCommand(("echo $$ >" + PathOf("started") + "; exec sleep 1000").c_str());
+    }).detach();
+    const bool started = WaitForLine("started");
+    StopShellCommands();
+    return started && WaitUntil([this] { return IsDead(ReadFile(PathOf("started"))); });
+  }));
 }
 
 TEST_F(Shell, WhatTheCommandStartedIsStoppedWithIt) {
-  const std::string command = "sleep 1000 & echo $! >" + PathOf("child") + "; wait";
-  std::thread runner([&] { RunShellCommand(command.c_str()); });
-  const bool started = WaitForLine("child");
-  StopShellCommands();
-  runner.join();
-  ASSERT_TRUE(started);
-  // Dead, though perhaps still to be reaped by whoever has inherited it.
-  const std::string state = "/proc/" + std::to_string(std::stol(ReadFile(PathOf("child")))) + "/stat";
-  EXPECT_TRUE(WaitUntil([&] {
-    const std::string stat = ReadFile(state);
-    return stat.empty() || stat.find(") Z ") != std::string::npos;
-  })) << ReadFile(state);
+  EXPECT_TRUE(HoldsInEndingProcess([this] {
+    std::thread([this] {
+      RunShellCommand(("sleep 1000 & echo $! >" + PathOf("child") + "; wait").c_str());
+    }).detach();
+    const bool started = WaitForLine("child");
+    StopShellCommands();
+    return started && WaitUntil([this] { return IsDead(ReadFile(PathOf("child"))); });
+  }));
 }
 
-TEST_F(Shell, StoppingWithoutARunningCommandStopsNobody) {
-  ASSERT_TRUE(ExitedWith(RunShellCommand("exit 0"), 0));
-  StopShellCommands();
-  EXPECT_TRUE(ExitedWith(RunShellCommand("exit 3"), 3));
+// A thread that went on would print, log and start further commands behind the process's last words.
+TEST_F(Shell, NoThreadGoesOnOrStartsACommandOnceTheyAreStopped) {
+  EXPECT_TRUE(HoldsInEndingProcess([this] {
+    std::atomic<int> wentOn = 0;
+    std::atomic<bool> asked = false;
+    std::thread([&] {
+      RunShellCommand(("echo $$ >" + PathOf("first") + "; exec sleep 1000").c_str());
+      ++wentOn;
+    }).detach();
+    const bool started = WaitForLine("first");
+    StopShellCommands();
+    std::thread([&] {
+      asked = true;
+      RunShellCommand(("echo >" + PathOf("second")).c_str());
+      ++wentOn;
+    }).detach();
+    const bool over = WaitUntil([&] { return asked && IsDead(ReadFile(PathOf("first"))); });
+    return started && over && wentOn == 0 && !std::filesystem::exists(PathOf("second"));
+  }));
 }
 
 TEST_F(Shell, MoreCommandsThanCanBeStoppedRunAllTheSame) {

@@ -232,7 +232,8 @@ TEST_P(EachIoKind, TheReadTimeIsThatOfTheArrivalInEpochSecondsWhereItIsConfigure
 TEST_P(EachIoKind, APayloadLongerThanItsRoomIsCutAndReported) {
   FailAtOnce(kind_);
   IoIngestion::Ingest(words_.recordEntry, std::string(3500, '1'));
-  EXPECT_EQ(errors_, words_.word + " payload of 3500 bytes is cut to the 2999 bytes that its buffer holds\n");
+  EXPECT_TRUE(std::regex_match(errors_, std::regex(words_.word + " .*3500 bytes.*cut.*2999 bytes.*\n")))
+      << errors_;
   EXPECT_EQ(gMainState.DataCollectorDBData.i8_IoRecord[kind_].view(), std::string(2999, '1'));
 }
 
@@ -256,10 +257,7 @@ TEST_P(EachIoKind, TheSendGateIsClosedAndTheRecordFlagSetWhileTheTableIsWritten)
   std::thread network([this] {
     IngestIoRecord({SubscribeTopic(words_.recordEntry), kExamplePayloads[kind_]});
   });
-  EXPECT_TRUE(WaitUntil([&] {
-    return output.OutSoFar().find("SELECT") != std::string::npos ||
-           DBWriteFlags.io[kind_].gui8_PeriodicRecordsWritten == 1;
-  }));
+  EXPECT_TRUE(WaitUntil([this] { return DBWriteFlags.io[kind_].gui8_PeriodicRecordsWritten == 1; }));
   EXPECT_EQ(RecordFlags.io[kind_], 1);
   EXPECT_EQ(gi32_HTTPThreadSendFlag, 0);
   sqlite3_close(holder);
