@@ -120,6 +120,9 @@ class LiteralReader {
 }  // namespace
 
 std::optional<std::size_t> CountLiterals(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {  // SQLite would see the part in front of it only
+    return std::nullopt;
+  }
   LiteralReader reader(text);
   std::size_t count = 0;
   do {

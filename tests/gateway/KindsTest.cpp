@@ -10,129 +10,6 @@
 namespace datacollector::gateway {
 namespace {
 
-struct KindTexts {
-  Texts stored;
-  Texts sent;
-  Texts confirmed;
-};
-
-// Texts that are a kind's own, beside those that all kinds share.
-const std::array<KindTexts, kSourceKinds> kTexts = {{
-    {.stored = {" ************************** Entered AIO On Message Call Back "
-                "***********************************\n",
-                "#####################################Need to Insert AIO Data. Stop Sending Data to HTTP "
-                "server#########################################\n",
-                "GPIO Toggle result : -1\n", "***************Writing AIO record in the AIO table\n",
-                "Returning SUCCESS from function 'WriteAIDCDBRecords'\n",
-                "AIO DataBase written Successfully\n", "gui8_SendFirstCDBRecord[0] = 1\n",
-                "Writing AIO Data in Database End#############################\n"},
-     .sent = {"############################## Publishing AIO record #############################\n",
-              "Wan is up, sending records to backend server..\n", "AIDBRecord number 1 publishing",
-              "gui32_LastCDBRecordSentTime[AIO] = {}\n", "Success: SendUnsentAIDCDBRecords\n"},
-     .confirmed = {" ******************* Update record for AIO received from HTTP Send App **************** "
-                   "\n",
-                   "gf64_SendAIDCDBRecordFlagSetTime = {}\n"}},
-    {.stored = {" ************************** Entered DIO On Message Call Back "
-                "***********************************\n",
-                "#####################################Need to Insert DIO Data. Stop Sending Data to HTTP "
-                "server#########################################\n",
-                "GPIO Toggle result : -1\n", "***************Writing DIO record in the DIO table\n",
-                "Returning SUCCESS from function 'WriteDIODCDBRecords'\n",
-                "DIO DataBase written Successfully\n", "gui8_SendFirstCDBRecord[1] = 1\n",
-                "Writing DIO Data in Database End#############################\n",
-                "#####################################Insert DIO Data completed. Start Sending Data to HTTP "
-                "server#########################################\n",
-                "GPIO Toggle result : -1\n"},
-     .sent = {"############################## Publishing DIO record #############################\n",
-              " SendDIODCDBRecord started\n", "Wan is up, sending DIO records to backend server..\n",
-              "gui32_LastCDBRecordSentTime[DIO] = {}\n", "Success: SendUnsentAIDCDBRecords\n"},
-     .confirmed = {" ******************* Update record for DIO received from HTTP Send App **************** "
-                   "\n",
-                   "############################DIO record updated with status.Ready to send next DIO "
-                   "record.#################################\n"}},
-    {.stored = {" ************************** Entered TEMPERATURE On Message Call Back "
-                "***********************************\n",
-                "***************Writing TEMPERATURE record in the Temperature table\n",
-                "Returning SUCCESS from function 'WriteTemperatureDCDBRecords'\n",
-                "Temperature DataBase written Successfully\n", "gui8_SendFirstCDBRecord[2] = 1\n"},
-     .sent = {"############################## Publishing Temperature record #############################\n",
-              " SendTemperatureDCDBRecord started\n",
-              "Wan is up, sending Temperature records to backend server..\n",
-              "gui32_LastCDBRecordSentTime[TEMPERATURE] = {}\n",
-              "Success: SendUnsentTemperatureDCDBRecords\n"},
-     .confirmed = {"############################Temperature record updated with status.Ready to send next "
-                   "Temeprature record.#################################\n"}},
-    {.stored = {" ************************** Entered RS485 On Message Call Back "
-                "***********************************\n",
-                "#####################################Need to Insert Data. Stop Sending Data to HTTP "
-                "server#########################################\n",
-                "Parsed Meter Index : 1\n", "Parsed i32_RS485LineID : 1\n", "Before if i32_RS485LineID \n",
-                "Inside if i32_RS485LineID1 \n", "RecordFlags.gui8_RS485RecordsFlag[0][RS485Line1]=1\n",
-                "Writing RS485 Line 1 meter Data in Database Start#############################\n",
-                "Returning SUCCESS from function 'WriteRS485DCDBRecords'\n",
-                "Success: EMeter RS485 Line 1 Database Written Successfully\n",
-                "Writing meter Data in Database End#############################\n",
-                "#####################################Insert Data completed. Start Sending Data to HTTP "
-                "server#########################################\n",
-                "Out of RS 485 Subscription\n"},
-     .sent = {"############################## Publishing RS485 record #############################\n",
-              "############################# Start : Reading record to publish to Server. Publish GPIO ON "
-              "#################################\n",
-              "Success: ReadRS485DCDBRecordAndPublish : 1\n",
-              "CloudConnectSendFlags.gui32_RS485LastDCDBRecordSentTime = {}\n",
-              "Success: SendUnsentRS485DCDBRecords\n",
-              "############################# End : Reading record to publish to Server. Publish GPIO OFF "
-              "#################################\n",
-              "GPIO Toggle result : -1\n"},
-     .confirmed =
-         {"################################### Update the Database with current Status. Stop Sending "
-          "to Server ################################################\n",
-          "#############################Start : Update Record.Publish data GPIO ON "
-          "#################################\n",
-          "GPIO Toggle result : 0\n", "gf64_SendDIODCDBRecordFlagSetTime = {}\n",
-          " ###################### Record Updated. Start Sending records "
-          "#########################\n",
-          "#############################End : Update Record.Publish data GPIO OFF "
-          "#################################\n"}},
-    {.stored =
-         {"RS232 Enabled\n", "Parsed RS232 Meter Index : 1\n", "Inside if i32_RS232LineID \n",
-          "SiteID : SITE01\n", "DeviceID : GW0001\n",
-          "Returning SUCCESS from function 'WriteRS232DCDBRecords'\n",
-          "Success: EMeter RS232 Database Written Successfully\n",
-          "#####################################RS232 Insert Data completed. Start Sending Data to HTTP "
-          "server#########################################\n",
-          "Out of RS 232 Subscription\n"},
-     .sent = {"############################## Publishing RS232 record #############################\n",
-              "############################# Start : Reading RS232 record to publish to "
-              "Server.#################################\n",
-              "Success: ReadRS232DCDBRecordAndPublish : 1\n", "Success: SendUnsentRS232DCDBRecords\n",
-              "############################# End : Reading RS232 record to publish to "
-              "Server.#################################\n"},
-     .confirmed = {"################################### Update the RS232 Database with current Status. Stop "
-                   "Sending to Server ################################################\n",
-                   "#############################Start : Update RS232 Record "
-                   "#################################\n",
-                   " ###################### RS232 Record Updated. Start Sending records "
-                   "#########################\n",
-                   "#############################End : Update Record. #################################\n"}},
-    {.stored = {"Parsed Meter Index : 1\n", "Inside if i32_SNMPLineID1 \n",
-                "Returning SUCCESS from function 'WriteSNMPDCDBRecords'\n",
-                "Success: EMeter SNMP Line 1 Database Written Successfully\n", "Out of SNMP Subscription\n"},
-     .sent = {"############################## Publishing SNMP record #############################\n",
-              "############################# Start : Reading SNMP record to publish to "
-              "Server.#################################\n",
-              "Success: ReadSNMPDCDBRecordAndPublish : 1\n", "Success: SendUnsentSNMPDCDBRecords\n",
-              "############################# End : Reading SNMP record to publish to "
-              "Server.#################################\n"},
-     .confirmed = {"################################### Update the SNMP Database with current Status. Stop "
-                   "Sending to Server ################################################\n",
-                   "#############################Start : Update SNMP Record "
-                   "#################################\n",
-                   " ###################### SNMP Record Updated. Start Sending records "
-                   "#########################\n",
-                   "#############################End : Update Record. #################################\n"}},
-}};
-
 class KindTest : public EachKind {
  protected:
   void SetUp() override {
@@ -175,9 +52,9 @@ TEST_P(KindTest, StoringSendingAndConfirmingPrintTheKindsTexts) {
   ASSERT_TRUE(Out().WaitFor("Out of on msg call back \n", sent));
 
   const std::string transcript = Out().Since(before);
-  EXPECT_TRUE(ComesInOrder(transcript, kTexts.at(kind).stored));
-  EXPECT_TRUE(ComesInOrder(transcript, kTexts.at(kind).sent));
-  EXPECT_TRUE(ComesInOrder(Out().Since(sent), kTexts.at(kind).confirmed));
+  EXPECT_TRUE(ComesInOrder(transcript, GoldenTexts(FactsOf(kind).name, "stored")));
+  EXPECT_TRUE(ComesInOrder(transcript, GoldenTexts(FactsOf(kind).name, "sent")));
+  EXPECT_TRUE(ComesInOrder(Out().Since(sent), GoldenTexts(FactsOf(kind).name, "confirmed")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, KindTest, testing::ValuesIn(kAllKinds), NameOfKind);

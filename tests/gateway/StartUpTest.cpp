@@ -23,70 +23,11 @@ using StartUpOfEachKindTest = EachKind;
 // sleep of the main loop.
 constexpr int kRecoveryIsFarAway = 60000;
 
-const Texts kFirstStartTexts = {
-    "Socket File Descriptor = {}\n",
-    "Success: UNIX domain Socket Created Successfully\n",
-    "Bind a name to the socket\n",
-    "Bind Success\n",
-    "/*********** There was no Daemon <DataCollector> running before **********/\n",
-    "/$$$$$$$$$$ Start running Daemon <DataCollector> stuff $$$$$$$$$$$$$$$/\n",
-    "psDataCollectorMainStructure->psDataCollectorSourcesConfig.i32_No_Of_Sources = 3\n",
-    "psDataCollectorSourcesConfig.DataBases = 6\n",
-    "MainWhileLoopSleepInterval = MainWhileLoopSleepInterval, and Value = 100\n",
-    "NoOfSubscribeTopics = NoOfSubscribeTopics, and Value = 20\n",
-    "SiteID : SITE01\n",
-    "number of name value pair = 23\n",
-    "Sucesss: Mosquitto_Initialization\n",
-    "Creating first time AIODB\n",
-    "Creating first time DIODB\n",
-    "Creating first time TemperatureDB\n",
-    "Creating first time rs-485 DB\n",
-    "Creating first time rs-232 DB\n",
-    "Creating first time SNMP DB\n",
-    "Success: mosquitto_client_topic_check\n",
-    "Success: mosquitto_client_init\n",
-    "Success: client_connect\n",
-    "#######client_connect WAITING ...####\n",
-    "Success: mosquitto_client_connect\n",
-    "Sucesss: Mosquitto_Initialization\n",
-    "Sucesss: Mosquitto_Initialization\n",
-    "cfg.status : {}\n",
-    "cfg.quiet : 0\n",
-    "slptm.tv_sec = 0\n",
-    "slptm.tv_nsec = 100000000\n",
-    "Sleeping for 100 milliseconds\n",
-    "############### creating thread#####################\n",
-    "Read last Record number '0' from table 'AIO_table'\n",
-    "Returning SUCCESS from function 'ReadLastRecordID'\n",
-    "Read last Record number '0' from table 'DIO_table'\n",
-    "Read last Record number '0' from table 'Temperature_table'\n",
-    "Read last Record number '0' from table 'EnergyMeter_RS485_table'\n",
-    "Read last Record number '0' from table 'RS232_table'\n",
-    "Read last Record number '0' from table 'SNMP_table'\n",
-    "Sleeping for 100 milliseconds\n",
-    "Success: Current minute = {}\n",
-    "i8_ReadCurrentMinute = {}\n",
-    "ui8_CurrentMinute : {}\n",
-    "ui8_WRMinute = {}\n",
-    "gui8_SendFirstCDBRecord = 1\n",
-    "CloudConnectSendFlags.gui8_RS485SendDCDBRecordFlags= 1\n",
-    "RS232 gui8_SendFirstCDBRecord = 1\n",
-    "CloudConnectSendFlags.gui8_RS232SendDCDBRecordFlags= 1\n",
-    "SNMP gui8_SendFirstCDBRecord = 1\n",
-    "CloudConnectSendFlags.gui8_SNMPSendDCDBRecordFlags= 1\n",
-    "clock_gettime() successful\n",
-    "CurrentTime sec = {},  nsec = {} \n",
-    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[AIO] = 0\n",
-    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[DIO] = 0\n",
-    "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[TEMPERATURE] = 0\n",
-    "Sleeping for 100 milliseconds\n",
-};
-
 TEST_F(StartUpTest, AFirstStartPrintsItsTextsInOrder) {
   Start();
   WaitForLoopRounds(1);
   EXPECT_TRUE(Out().WaitForLine(std::regex(R"(FILE:DataCollector\.cpp:LINE:\d+:FUNCTION:main:START)")));
-  EXPECT_TRUE(ComesInOrder(Out().All(), kFirstStartTexts));
+  EXPECT_TRUE(ComesInOrder(Out().All(), GoldenTexts("StartUp", "first start")));
 }
 
 TEST_F(StartUpTest, AnAcceptedConnectionIsAnnouncedAndEverySubscriptionGranted) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
+#include <fstream>
 #include <regex>
 
 namespace datacollector::gateway {
@@ -40,6 +41,12 @@ void AddCutAtOpenTexts(const std::string& line, Texts& texts) {
   }
 }
 
+void ReplaceAll(std::string& text, const std::string& name, const std::string& value) {
+  for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size())) {
+    text.replace(at, name.size(), value);
+  }
+}
+
 bool IsBlank(const std::string& text) { return text == "\n" || text == " \n"; }
 
 }  // namespace
@@ -52,6 +59,26 @@ Texts TextsOf(std::string_view transcript) {
     AddCutAtOpenTexts(std::string(transcript.substr(0, length)), texts);
     transcript.remove_prefix(length);
   }
+  return texts;
+}
+
+Texts GoldenTexts(const std::string& file, const std::string& section,
+                  const std::map<std::string, std::string>& values) {
+  std::ifstream lines(DATACOLLECTOR_SOURCE_DIR "/tests/gateway/golden/" + file + ".golden");
+  const std::string heading = "[" + section + "]";
+  Texts texts;
+  bool inside = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with('[') && line.ends_with(']')) {
+      inside = line == heading;
+    } else if (inside) {
+      for (const auto& [name, value] : values) {
+        ReplaceAll(line, "{" + name + "}", value);
+      }
+      texts.push_back(line.ends_with('\\') ? line.substr(0, line.size() - 1) : line + "\n");
+    }
+  }
+  EXPECT_FALSE(texts.empty()) << file << " " << heading;
   return texts;
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -32,6 +33,10 @@ class IdleVocabulary {
   static std::string WithoutNumbers(const std::string& text);
   std::set<std::string> texts_;
 };
+
+// A section of a file of the folder golden/, see the README there. `values` are what the test fills in.
+Texts GoldenTexts(const std::string& file, const std::string& section,
+                  const std::map<std::string, std::string>& values = {});
 
 // Whether all of `expected` comes in this order.
 testing::AssertionResult ComesInOrder(std::string_view transcript, const Texts& expected);

@@ -172,7 +172,6 @@ TEST_P(RecoveryTest, AFailedRecoveryIsRepeatedBeforeARecordIsNumbered) {
 
 TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryStillFails) {
   MakeTable(kind_);
-  Store(kind_, 0);
   gRecordNumberRecovery[kind_] = Recovery::Failed;
   const std::string writer = "Write" + word_ + "DCDBRecords";
   Outcome outcome;

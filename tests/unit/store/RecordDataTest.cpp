@@ -83,7 +83,7 @@ TEST(RecordDataTest, RefusesExpressionsParametersCommentsAndStatements) {
 }
 
 TEST(RecordDataTest, RefusesOtherCharacters) {
-  ExpectRefused({"\v1", "1\v", "\0"sv, "1\0"sv,
+  ExpectRefused({"\v1", "1\v", "\0"sv, "1\0"sv, "'\0'"sv,
                  "\xc2\xa0"
                  "1"});
 }
