@@ -114,7 +114,7 @@ stop_daemon() {
 
 start_simulator() {
   "$build/gateway-sim" --kinds "$kinds" --rate "0.$((10 / seconds_per_record))" --alarms 5 --meters 2 --lines 2 \
-    --count $((seconds * 75 / 100 / seconds_per_record)) --settle "$seconds" --trace "$work/trace.log" \
+    --count $((seconds * 85 / 100 / seconds_per_record)) --settle "$seconds" --trace "$work/trace.log" \
     --report "$work/report" --note "$work/note" --no-summary --expect-all-stored --expect-all-confirmed &
   simulator=$!
   wait_for 10 grep -qs '^state running' "$work/report" || fail "the simulator does not start"
