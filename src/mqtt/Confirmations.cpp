@@ -7,7 +7,6 @@
 #include "app/ground/GenericFunctions.h"
 #include "app/ground/MainState.h"
 #include "app/ground/Trace.h"
-#include "mqtt/Ingestion.h"
 #include "mqtt/PayloadFields.h"
 #include "store/UpdateRecord.h"
 
@@ -177,16 +176,16 @@ void Open(const ConfirmationBranch& branch) {
 void ParseUpdate(const ConfirmationBranch& branch, std::string_view payload, DatabaseUpdate& update) {
   const char* word = kKindWord[branch.kind];
   FixedText<499> text{};
-  CopyPayload(text, payload, word);
+  CopyText(text, payload, word);
   Print("parsed payload = |%s|\n", text.c_str());
   update = {};
   Print("%s Copied temp = %s\n", word, text.c_str());
   PayloadFields fields(text.view());
   fields.Next();
-  CopyPayload(update.i8_RecordReadTimeStamp, fields.Next().value_or(""), word);
+  CopyText(update.i8_RecordReadTimeStamp, fields.Next().value_or(""), word);
   update.i32_RecordNum = fields.NextNumber();
   update.i32_TxStatus = fields.NextNumber();
-  CopyPayload(update.i8_TxTimeStamp, fields.Next().value_or(""), word);
+  CopyText(update.i8_TxTimeStamp, fields.Next().value_or(""), word);
 
 #define MEMBER(name) "DataCollectorMainStructure.DataCollectorDBUpdate.DataCollector%sDBUpdate." name
   Print(MEMBER("i8_RecordReadTimeStamp = %s\n") MEMBER("i32_RecordNum = %d\n") MEMBER("i32_TxStatus = %d\n")

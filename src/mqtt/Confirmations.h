@@ -1,7 +1,7 @@
 // Delivery confirmations of the HTTP Send App.
 #pragma once
 
-#include "mqtt/MessageDispatch.h"
+#include "mqtt/InboundMessage.h"
 
 namespace datacollector {
 

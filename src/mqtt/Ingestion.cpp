@@ -47,7 +47,7 @@ bool IsEnabled(SourceKind kind) { return IsSourceEnabled(gMainState.DataCollecto
 void ReceiveRecord(const IoBranch& branch, std::string_view payload) {
   const char* word = kKindWord[branch.kind];
   IoRecordText& record = gMainState.DataCollectorDBData.i8_IoRecord[branch.kind];
-  CopyPayload(record, payload, word);
+  CopyText(record, payload, word);
   Print("i8_%sRecord = |%s|\n", word, record.c_str());
   Print("i8_%sRecord Length = <%zu>\n", word, record.view().size());
   Print("i8_TempPayload = |%s|\n", record.c_str());
@@ -143,10 +143,6 @@ void PrintCurrentMinute() {
   GetMinutes(minute.characters.data(), minute.characters.size());
   Print("i8_ReadCurrentMinute = %s\n", minute.c_str());
   Print("ui8_CurrentMinute = %d\n", static_cast<std::uint8_t>(DecimalValue(minute.view())));
-}
-
-void ReportCutPayload(const char* word, std::size_t length, std::size_t kept) {
-  PrintError("%s text of %zu bytes is cut to the %zu bytes that its buffer holds\n", word, length, kept);
 }
 
 void IngestIoRecord(const InboundMessage& message) {

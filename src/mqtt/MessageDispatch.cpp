@@ -5,6 +5,7 @@
 #include "app/ground/Trace.h"
 #include "mqtt/ClientConfig.h"
 #include "mqtt/Confirmations.h"
+#include "mqtt/InboundMessage.h"
 #include "mqtt/Ingestion.h"
 #include "mqtt/MeterIngestion.h"
 
@@ -126,11 +127,6 @@ void HandleMessage(ClientConfig& cfg, const mosquitto_message& message) {
 }
 
 }  // namespace
-
-bool IsOnTopic(const InboundMessage& message, std::size_t entry) {
-  return entry < kTopicSlots &&
-         message.topic == gMainState.DataCollectorMqttTopics.i8_SubscribeTopics[entry].view();
-}
 
 void on_message_callback(mosquitto* /*mosq*/, void* object, const mosquitto_message* message) {
   HandleMessage(*static_cast<ClientConfig*>(object), *message);

@@ -59,8 +59,8 @@ int WriteRs485(const MeterRecord& record) {
 SourceIdentity IdentityOf(const MeterRecord& record, SourceKind kind) {
   SourceIdentity identity{};
   PayloadFields fields(record.text.view());
-  CopyPayload(identity.siteId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
-  CopyPayload(identity.deviceId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
+  CopyText(identity.siteId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
+  CopyText(identity.deviceId, WithoutQuotes(fields.Next().value_or("")), kKindWord[kind]);
   return identity;
 }
 
@@ -185,7 +185,7 @@ void SetReadTime(const MeterBranch& branch) {
 // Takes the payload apart: meter index, then request id and line id from what follows it.
 void Parse(const MeterBranch& branch, std::string_view payload, MeterRecord& record) {
   FixedText<3999> whole{};
-  CopyPayload(whole, payload, kKindWord[branch.kind]);
+  CopyText(whole, payload, kKindWord[branch.kind]);
   Print("i8_TempPayload_str on message: %s\n", whole.c_str());
   PayloadFields fields(whole.view());
   record.meter = fields.NextNumber();
@@ -209,7 +209,7 @@ void MarkReceived(SourceKind kind, std::size_t meter, std::size_t line) {
 void FillSlot(SourceKind kind, std::size_t meter, std::size_t line, std::string_view text) {
   const char* word = kKindWord[kind];
   MeterRecordText& slot = SlotOf(kind, line, meter);
-  CopyPayload(slot, text, word);
+  CopyText(slot, text, word);
   Print("i8_%sRecord Line%zuNo = |%s|\n", word, line + 1, slot.c_str());
   Print("i8_%sRecord Length = <%zu>\n", word, slot.view().size());
 }

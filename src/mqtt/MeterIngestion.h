@@ -1,7 +1,7 @@
 // Storing of records that the energy-meter and SNMP applications publish.
 #pragma once
 
-#include "mqtt/MessageDispatch.h"
+#include "mqtt/InboundMessage.h"
 
 namespace datacollector {
 
