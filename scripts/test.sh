@@ -57,8 +57,11 @@ check_format() {
   project_files -name '*.h' -o -name '*.cpp' | xargs -0 clang-format --dry-run -Werror
 }
 
+# A preset, or some targets of it.
 build() {
-  cmake --preset "$1" && cmake --build --preset "$1"
+  preset=$1
+  shift
+  cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 check_with_clang_tidy() {
@@ -82,8 +85,7 @@ compile_for_gateway() {
 }
 
 # One run over the tests of several builds. Most of the gateway tests' time is waiting, so a bit more runs at a
-# time than there are processors. The builds' tests have the same names; Testing/Temporary/LastTest.log shows
-# which build a test's program belongs to.
+# time than there are processors.
 run_tests() {
   mkdir -p build/tests
   for preset in "$@"; do
@@ -103,7 +105,7 @@ step 'shell scripts' check_shell_scripts
 step 'format' check_format
 step 'includes' scripts/check-includes.sh
 step 'build: debug' build debug
-step 'build: tsan' build tsan
+step 'build: tsan' build tsan DataCollector gateway_tests
 step 'clang-tidy' check_with_clang_tidy
 step 'compile for the gateway' compile_for_gateway
 echo "=== $(date +%H:%M:%S) tests: debug, tsan"

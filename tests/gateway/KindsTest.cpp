@@ -76,6 +76,14 @@ TEST_F(TopicTest, TheNumberOfATopicDecidesAndNotItsText) {
   EXPECT_TRUE(RowsOf(AIO).empty());
 }
 
+TEST_F(TopicTest, ATopicThatTwoKindsShareIsStoredForBoth) {
+  config.SubscribeTopic(2, "IOModule/AIO/Record");
+  Start();
+  Deliver("IOModule/AIO/Record", PayloadOf(AIO));
+  EXPECT_EQ(RowsOf(AIO).size(), 1U);
+  EXPECT_EQ(RowsOf(DIO).size(), 1U);
+}
+
 TEST_F(TopicTest, BothTemperatureTopicsStoreTemperatureRecords) {
   Start();
   Deliver("IOModule/Temperature/Record", PayloadOf(TEMPERATURE, 1));

@@ -119,6 +119,18 @@ TEST_P(MeterPacingTest, AConfirmedRecordMakesRoomForTheNext) {
   EXPECT_EQ(RequestsSent().back(), 3);
 }
 
+TEST_P(MeterPacingTest, AConfirmationForAnotherRecordMarksItAndReleasesNothing) {
+  Start(HttpSendApp::Silent);
+  StoreFrom(GetParam(), 1, 2);
+  httpSendApp->WaitForPacket(GetParam(), 0);
+  ASSERT_TRUE(Out().WaitFor(Fill(FactsOf(GetParam()).sent, {.number = 1})));
+  ConfirmRow(1, 5);
+  EXPECT_EQ(ColumnOf(GetParam(), "TxStatus"), (std::vector<std::string>{"0", "5"}));
+  EXPECT_EQ(Out().Count("Start Sending records #"), 0U);
+  ConfirmRow(0, 5);
+  EXPECT_EQ(Out().Count("Start Sending records #"), 1U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, MeterPacingTest, testing::Values(RS485, RS232, SNMP), NameOfKind);
 
 TEST_P(PacingTest, AConfirmationBeforeAnythingWasSentReleasesItsKind) {

@@ -108,6 +108,48 @@ TEST_F(RingTest, ARecordThatArrivesBeforeTheRecoveryKeepsItsPlace) {
   EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"1", "2", "3"}));
 }
 
+TEST_F(RingTest, ARecoveryThatFailedIsRepeatedBeforeTheNextRecord) {
+  config.Set(FactsOf(AIO).controlFile, "AIMaxDatabaseAccessRetry", 1);
+  WanDown();
+  Start();
+  StoreFrom(AIO, 1, 2);
+  Terminate();
+  {
+    Database locker(DatabaseOf(AIO));
+    locker.Run("BEGIN EXCLUSIVE");
+    Launch();
+    ASSERT_TRUE(Out().WaitFor("Returning FAILURE from function 'ReadLastRecordID'\n"));
+    WaitUntilSubscribed();
+    Deliver(FactsOf(AIO).recordTopic, PayloadOf(AIO, 3));
+    EXPECT_EQ(Out().Count(FactsOf(AIO).notStored), 1U);
+  }
+  Store(AIO, 4);
+  EXPECT_EQ(ColumnOf(AIO, "RequestID"), (std::vector<std::string>{"1", "2", "4"}));
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"1", "2", "3"}));
+}
+
+TEST_F(RingTest, KillsUnderAFloodOfRecordsLeaveAFullTableFull) {
+  constexpr int kLimit = 20;
+  config.RowLimit(AIO, kLimit);
+  WanDown();
+  Start();
+  StoreFrom(AIO, 1, kLimit);
+  for (int kill = 0; kill < 15; ++kill) {
+    const Transcript::Mark before = Out().End();
+    int last = 0;
+    for (int record = 0; record < 100; ++record) {
+      last = source->PublishLater(FactsOf(AIO).recordTopic, PayloadOf(AIO, record));
+    }
+    ASSERT_TRUE(Out().WaitForCount("Records Stored in table", static_cast<std::size_t>(kill) + 1, before));
+    Kill();
+    ASSERT_TRUE(source->WaitForCompletion(last));
+    const std::vector<std::string> numbers = ColumnOf(AIO, "RecordNumber");
+    EXPECT_EQ(numbers, Numbers(std::stoi(numbers.front()), kLimit, kLimit));
+    Start();
+  }
+  EXPECT_EQ(Database(DatabaseOf(AIO)).Query("PRAGMA integrity_check").front().at("integrity_check"), "ok");
+}
+
 TEST_F(RingTest, AConfirmationForAReplacedRowTouchesNoOther) {
   config.RowLimit(AIO, 3);
   Start(HttpSendApp::Silent);

@@ -5,12 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "gateway/harness/Gateway.h"
 
@@ -42,7 +45,13 @@ class SignalTest : public Gateway {
     ASSERT_TRUE(ExitedWith(daemon->WaitForExit(), 0));
     EXPECT_LE(steady_clock::now() - before, kEndsWithin);
     const std::string name = signal == SIGINT ? "SIGINT" : "SIGTERM";
-    EXPECT_EQ(LogFile::Messages().back(), "DataCollector: " + name);
+    EXPECT_EQ(LoggedInThisRun("DataCollector: " + name), 1);
+  }
+
+  static std::ptrdiff_t LoggedInThisRun(const std::string& message) {
+    const std::vector<std::string> messages = LogFile::Messages();
+    const auto start = std::find(messages.rbegin(), messages.rend(), "DataCollector Started As Daemon");
+    return std::count(start.base(), messages.end(), message);
   }
 
   static void InstallTableScript(const std::string& commands) {
@@ -80,6 +89,13 @@ TEST_P(EndingSignalTest, EndsTheDaemonAtOnceWhileNobodyReadsItsOutput) {
   ExpectOrderlyEnd(GetParam());
 }
 
+TEST_P(EndingSignalTest, EndsTheDaemonAtOnceWhileItWaitsForTheBroker) {
+  broker.Kill();
+  Launch();
+  ASSERT_TRUE(Out().WaitFor("Failure: mosquitto_client_connect\n"));
+  ExpectOrderlyEnd(GetParam());
+}
+
 TEST_P(EndingSignalTest, EndsTheDaemonAtOnceWhileADatabaseIsLocked) {
   Start();
   Database locker(DatabaseOf(AIO));
@@ -100,6 +116,7 @@ TEST_P(EndingSignalTest, EndsTheDaemonAndItsShellCommandWhileThatHangs) {
   ASSERT_GT(::read(fifo.Get(), text.data(), text.size()), 0);
 
   ExpectOrderlyEnd(GetParam());
+  EXPECT_EQ(LoggedInThisRun("CreateDataCollectorDataBases:Creating first time DIO DB"), 0);
   // The other end is closed when the script and what it started are gone.
   watched = {fifo.Get(), POLLIN, 0};
   ASSERT_EQ(::poll(&watched, 1, std::chrono::milliseconds(kPatience).count()), 1);

@@ -52,7 +52,7 @@ TEST_F(WanTest, NothingIsSentBeforeTheStateFileExists) {
   Start();
   StoreOneOfEachKind();
   ExpectNothingSentForThreeRounds();
-  EXPECT_GE(Err().Count("Error opening network status file: No such file or directory\n"), 3U);
+  EXPECT_TRUE(Err().WaitForCount("Error opening network status file: No such file or directory\n", 3));
 }
 
 TEST_F(WanTest, AStateFileThatDisappearsLeavesTheStateAsItWas) {

@@ -24,7 +24,9 @@ class MqttClient {
   MqttClient(std::string id, std::string host, int port);
   ~MqttClient();
   MqttClient(const MqttClient&) = delete;
+  MqttClient(MqttClient&&) = delete;
   MqttClient& operator=(const MqttClient&) = delete;
+  MqttClient& operator=(MqttClient&&) = delete;
 
   // Subscribes on each connection; the client is ready when the broker has granted it.
   void Subscribe(std::string filter, OnMessage onMessage);

@@ -17,7 +17,9 @@ class TraceFollower {
   TraceFollower(std::string path, std::vector<SourceKind> kinds, Ledger& ledger);
   ~TraceFollower();
   TraceFollower(const TraceFollower&) = delete;
+  TraceFollower(TraceFollower&&) = delete;
   TraceFollower& operator=(const TraceFollower&) = delete;
+  TraceFollower& operator=(TraceFollower&&) = delete;
 
   // Reads what has been written since the last call. A file that was cut short is read from its start.
   void Tick();

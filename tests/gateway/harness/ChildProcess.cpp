@@ -164,7 +164,7 @@ bool ChildProcess::WaitUntilPipeIsFull(std::chrono::milliseconds patience) const
     if (std::chrono::steady_clock::now() >= deadline) {
       return false;
     }
-    std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return true;
 }

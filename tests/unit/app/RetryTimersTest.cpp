@@ -2,6 +2,7 @@
 
 #include <array>
 #include <ctime>
+#include <ostream>
 #include <string>
 
 #include "app/RetryTimers.h"
@@ -29,6 +30,8 @@ struct TimerWords {
   std::string function;
   std::string input;  // at the start of the line of inputs
   std::string flag;
+
+  friend void PrintTo(const TimerWords& value, std::ostream* out) { *out << value.function; }
 };
 
 const std::array<TimerWords, kSourceKinds> kTimers = {{

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <ostream>
 #include <string>
 
 #include "app/WriteWindows.h"
@@ -125,6 +126,8 @@ struct IoClosing {
   SourceKind kind;
   const char* text;  // of the after window
   const char* packer;
+
+  friend void PrintTo(const IoClosing& value, std::ostream* out) { *out << value.name; }
 };
 
 class IoWindows : public Windows, public ::testing::WithParamInterface<IoClosing> {
@@ -191,6 +194,8 @@ struct MeterClosing {
   const char* word;
   SourceKind kind;
   const char* packer;  // the line that it folds to; empty: the kind has none
+
+  friend void PrintTo(const MeterClosing& value, std::ostream* out) { *out << value.word; }
 };
 
 class MeterWindows : public Windows, public ::testing::WithParamInterface<MeterClosing> {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "app/ground/FileLogger.h"
@@ -53,6 +54,8 @@ struct BadOption {
   const char* name;
   void (*set)(ClientConfig& cfg);
   const char* message;
+
+  friend void PrintTo(const BadOption& value, std::ostream* out) { *out << value.name; }
 };
 
 class BadClientOption : public Client, public ::testing::WithParamInterface<BadOption> {};

@@ -3,11 +3,13 @@
 #include <mosquitto.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
 #include "mqtt/ClientConfig.h"
+#include "mqtt/InboundMessage.h"
 #include "mqtt/MessageDispatch.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
@@ -106,6 +108,8 @@ struct PrintingOptions {
   bool eol;
   const char* payload;
   const char* printed;
+
+  friend void PrintTo(const PrintingOptions& value, std::ostream* out) { *out << value.name; }
 };
 
 class PayloadPrinting : public Dispatch, public ::testing::WithParamInterface<PrintingOptions> {};

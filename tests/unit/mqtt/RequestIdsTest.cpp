@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
+#include <string>
+
 #include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
 #include "mqtt/RequestIds.h"
@@ -68,6 +71,8 @@ struct MeterReset {
   SourceKind kind;
   void (*reset)(std::size_t line);
   std::size_t lines;  // that have numbers
+
+  friend void PrintTo(const MeterReset& value, std::ostream* out) { *out << value.name; }
 };
 
 class MeterRequestIds : public RequestIds, public ::testing::WithParamInterface<MeterReset> {

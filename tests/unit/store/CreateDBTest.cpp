@@ -41,9 +41,12 @@ constexpr std::array<Expected, kSourceKinds> kExpected = {{
 class CreateDBTest : public KindTest {
  protected:
   CreateDBTest() : realScript_(ReadFile(kScript)), expected_(kExpected[kind_]) { fs::remove(kScriptCalls); }
-  ~CreateDBTest() override { PutScript(realScript_); }
+  void TearDown() override {
+    PutScript(realScript_);
+    KindTest::TearDown();
+  }
 
-  void NoteScriptCalls() {
+  static void NoteScriptCalls() {
     PutScript(std::string("#!/bin/sh\nprintf '%s\\n' \"$@\" >>") + kScriptCalls + "\n");
   }
 

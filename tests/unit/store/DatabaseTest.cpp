@@ -44,7 +44,7 @@ class DatabaseTest : public ::testing::Test {
     sleeps.clear();
   }
 
-  void MakeTable() {
+  static void MakeTable() {
     Database database;
     ASSERT_TRUE(database.Open(kPath));
     ASSERT_TRUE(database.Execute("CREATE TABLE t (a TEXT); INSERT INTO t VALUES ('one')"));

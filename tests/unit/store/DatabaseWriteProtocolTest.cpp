@@ -58,7 +58,7 @@ class PackingTest : public KindTest {
     text += device ? (source ? "\"SOURCE-DEVICE\"," : "\"GW0001\",") : "";
     text += std::to_string(type) + ",7,\"ORU2_1.0.0\",99,12,";
     text += data ? ExampleData(kind_) + "," : "";
-    return text + "\"" + Main().DataCollectorDBData.i8_ReadTimeStamp[kind_].c_str() + "\",\">\"";
+    return text + "\"" + Main().DataCollectorDBData.i8_ReadTimeStamp[kind_].c_str() + R"(",">")";
   }
 
   std::string Text() const { return text_.c_str(); }
@@ -267,13 +267,15 @@ TEST_F(StoredSlotTest, SnmpCountsDevicesFromOneUnlikeTheMeters) {
 class ConvertTest : public ::testing::Test {
  protected:
   // Runs the conversion; "-" stands for an output that was not touched.
-  Outcome Convert(std::string text) {
+  Outcome Convert(const std::string& text) {
+    std::array<char, 64> buffer{};
+    text.copy(buffer.data(), buffer.size() - 1);
     std::array<char, 32> out{"-"};
-    const Outcome outcome =
-        Observe([&] { return ConvertHtimeToSecSinceEpoch(text.data(), out.data(), out.size()); },
+    Outcome outcome =
+        Observe([&] { return ConvertHtimeToSecSinceEpoch(buffer.data(), out.data(), out.size()); },
                 {"ConvertHtimeToSecSinceEpoch"});
     seconds_ = out.data();
-    text_ = text.c_str();
+    text_ = buffer.data();
     return outcome;
   }
 

@@ -104,7 +104,7 @@ StoreTest::StoreTest() {
   fs::remove(kLogFile);
 }
 
-StoreTest::~StoreTest() {
+void StoreTest::TearDown() {
   const auto& site = gMainState.DataCollectorSiteConfig;
   for (const char* copy :
        {gMainState.SoftwareVer, gMainState.OruVer, site.SiteID, site.DeviceID, site.FailureDataCharacter,

@@ -79,31 +79,33 @@ std::string ExampleData(SourceKind kind);
 class StoreTest : public ::testing::Test {
  protected:
   StoreTest();
-  ~StoreTest() override;
+  void TearDown() override;
 
-  DataCollectorMainStructure& Main() { return gMainState; }
-  DatabaseConfig& Config(SourceKind kind) { return gMainState.DataCollectorDBConfig[kind]; }
-  DatabaseParams& Params(SourceKind kind) { return gMainState.DataCollectorDBParams[kind]; }
-  std::uint16_t& Number(SourceKind kind) { return gMainState.DataCollectorDBData.ui16_DBRecordNumber[kind]; }
-  std::string Path(SourceKind kind) { return Config(kind).i8_DatabaseName.c_str(); }
-  std::string Table(SourceKind kind) { return Config(kind).i8_TableName.c_str(); }
+  static DataCollectorMainStructure& Main() { return gMainState; }
+  static DatabaseConfig& Config(SourceKind kind) { return gMainState.DataCollectorDBConfig[kind]; }
+  static DatabaseParams& Params(SourceKind kind) { return gMainState.DataCollectorDBParams[kind]; }
+  static std::uint16_t& Number(SourceKind kind) {
+    return gMainState.DataCollectorDBData.ui16_DBRecordNumber[kind];
+  }
+  static std::string Path(SourceKind kind) { return Config(kind).i8_DatabaseName.c_str(); }
+  static std::string Table(SourceKind kind) { return Config(kind).i8_TableName.c_str(); }
 
   // Makes the kind's table with the gateway's script.
-  void MakeTable(SourceKind kind);
+  static void MakeTable(SourceKind kind);
 
   // Puts record data where the kind's packer finds that of the first meter of the first line.
-  void Receive(SourceKind kind, const std::string& data);
+  static void Receive(SourceKind kind, const std::string& data);
   // The kind's operations, for the first meter of the first line.
-  int Write(SourceKind kind);
-  int ReadLast(SourceKind kind);
-  int Update(SourceKind kind);
-  int ReadUnsent(SourceKind kind, RecordHandOver& handOver);
+  static int Write(SourceKind kind);
+  static int ReadLast(SourceKind kind);
+  static int Update(SourceKind kind);
+  static int ReadUnsent(SourceKind kind, RecordHandOver& handOver);
 
   // Stores example records until the kind's number is `last`.
-  void Store(SourceKind kind, int records);
+  static void Store(SourceKind kind, int records);
   // The record numbers of the table, oldest row first.
-  std::vector<int> Numbers(SourceKind kind);
-  Rows Select(SourceKind kind, const std::string& columns, const std::string& rest = "");
+  static std::vector<int> Numbers(SourceKind kind);
+  static Rows Select(SourceKind kind, const std::string& columns, const std::string& rest = "");
 };
 
 // The same for each kind.
