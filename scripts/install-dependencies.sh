@@ -13,7 +13,7 @@ build='g++ cmake ninja-build pkg-config libmosquitto-dev libconfig-dev libsqlite
 run='mosquitto bubblewrap sqlite3'
 check='libgtest-dev clang-format clang-tidy clang libclang-rt-14-dev shellcheck libfaketime
   g++-mipsel-linux-gnu gcovr'
-bench='libbenchmark-dev strace'
+bench='libbenchmark-dev libgtest-dev'
 
 say() { echo "install-dependencies.sh: $1"; }
 

@@ -2,6 +2,8 @@
 // stored of a bad record, and the daemon goes on.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -139,6 +141,16 @@ TEST_F(BadDataTest, FormatSignsAndBytesOfAllValuesAreOnlyData) {
   Deliver(FactsOf(AIO).recordTopic, bytes);
   Deliver(FactsOf(AIO).recordTopic, std::string(R"("<",)") + std::string(3, '\0') + ",7");
   EXPECT_EQ(ColumnOf(AIO, "AI1"), std::vector<std::string>{"%s%n%d"});
+}
+
+TEST_F(BadDataTest, AFileThatIsNoDatabaseCostsOnlyItsOwnKind) {
+  std::filesystem::create_directories(kDatabaseFolder);
+  std::ofstream(DatabaseOf(AIO)) << std::string(10000, 'x');
+  Start();
+  Deliver(FactsOf(AIO).recordTopic, PayloadOf(AIO));
+  EXPECT_EQ(Out().Count(FactsOf(AIO).notStored), 1U);
+  Store(RS232);
+  Store(SNMP);
 }
 
 TEST_F(BadDataTest, AConfirmationThatIsNoneTouchesNoRow) {

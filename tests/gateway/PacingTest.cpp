@@ -179,6 +179,16 @@ TEST_F(ReleaseTest, AHundredConfirmationsAtOnceReleaseAHundredRecords) {
   EXPECT_EQ(Out().Count("forcefully sending unsent"), 0U);
 }
 
+TEST_F(ReleaseTest, APacketThatIsRefusedIsTriedAgainOnTheNextRound) {
+  config.Only({RS485}).LoopInterval(10).Set(kMqttFile, "HTTPSendPublishTopic4", "HTTPSend/+/Record");
+  Start();
+  Store(RS485);
+  ASSERT_TRUE(Err().WaitForCount("Error: Invalid input. Does your topic contain '+' or '#'?\n", 3));
+  EXPECT_GE(Out().Count("Failure: mosquitto_client_publish\n"), 4U);
+  EXPECT_EQ(Out().Count("published successfully"), 0U);
+  EXPECT_EQ(Out().Count("Not Sending records"), 1U);  // before the first message
+}
+
 TEST_F(ReleaseTest, AllKindsGoOutInOneRound) {
   config.LoopInterval(10);
   WanDown();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "gateway/harness/Gateway.h"
@@ -126,6 +127,21 @@ TEST_F(RingTest, ARecoveryThatFailedIsRepeatedBeforeTheNextRecord) {
   Store(AIO, 4);
   EXPECT_EQ(ColumnOf(AIO, "RequestID"), (std::vector<std::string>{"1", "2", "4"}));
   EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), (std::vector<std::string>{"1", "2", "3"}));
+}
+
+TEST_F(RingTest, AReaderThatLooksAllTheTimeCostsNoRecordAndNoAttempt) {
+  WanDown();
+  Start();
+  std::jthread reader([](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      RowsOf(AIO);
+    }
+  });
+  StoreFrom(AIO, 1, 50);
+  reader.request_stop();
+  reader.join();
+  EXPECT_EQ(ColumnOf(AIO, "RequestID"), Requests(1, 50));
+  EXPECT_EQ(Out().Count("retry after waiting"), 0U);
 }
 
 TEST_F(RingTest, KillsUnderAFloodOfRecordsLeaveAFullTableFull) {

@@ -159,6 +159,19 @@ TEST_F(SignalTest, ASigbusIsLoggedAndSurvived) {
   WaitUntilUpdated(AIO, 1);
 }
 
+TEST_F(SignalTest, AFloodOfSigbusIsSurvivedWhileRecordsAreStored) {
+  Start();
+  const Transcript::Mark before = Out().End();
+  int last = 0;
+  for (int record = 1; record <= 50; ++record) {
+    last = source->PublishLater(FactsOf(AIO).recordTopic, PayloadOf(AIO, record));
+    daemon->Signal(SIGBUS);
+  }
+  ASSERT_TRUE(source->WaitForCompletion(last));
+  ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, 50, before));
+  EXPECT_EQ(RowsOf(AIO).size(), 50U);
+}
+
 TEST_F(SignalTest, AReaderThatClosesItsEndDoesNotEndTheDaemon) {
   httpSendApp = std::make_unique<HttpSendApp>();
   source = std::make_unique<Peer>();

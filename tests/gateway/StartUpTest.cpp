@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -17,7 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using StartUpTest = Gateway;
-using StartUpOfEachKindTest = EachKind;
 
 // The recovery of the record numbers, which tries to create what is missing once more, comes after the first
 // sleep of the main loop.
@@ -166,12 +166,35 @@ TEST_F(StartUpTest, AnApplicationFolderWithoutItsDatabaseFolderStopsTheIoKindsOn
   EXPECT_TRUE(fs::exists(DatabaseOf(RS485)));
 }
 
-TEST_P(StartUpOfEachKindTest, TheTableHasItsColumnsInOrder) {
+TEST_F(StartUpTest, EachTableHasItsColumnsInOrder) {
   Start();
-  EXPECT_EQ(ColumnNamesOf(GetParam()), Split(FactsOf(GetParam()).columns, ','));
+  for (const SourceKind kind : kAllKinds) {
+    EXPECT_EQ(ColumnNamesOf(kind), Split(FactsOf(kind).columns, ',')) << FactsOf(kind).name;
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, StartUpOfEachKindTest, testing::ValuesIn(kAllKinds), NameOfKind);
+TEST_F(StartUpTest, ALogThatCanNotBeWrittenStopsNothing) {
+  fs::remove_all("/tmp/Log");
+  std::ofstream("/tmp/Log") << "";
+  Start();
+  Store(AIO);
+  WaitUntilUpdated(AIO, 1);
+}
+
+TEST_F(StartUpTest, WithItsStandardStreamsClosedItWorksAllTheSame) {
+  config.Install();
+  httpSendApp = std::make_unique<HttpSendApp>();
+  source = std::make_unique<Peer>();
+  ChildProcess closed(
+      {.program = "/bin/sh",
+       .arguments = {"sh", "-c", "exec " DATACOLLECTOR_BINARY_DIR "/DataCollector <&- >&- 2>&-"}});
+  ASSERT_TRUE(broker.Log().WaitForCount("Sending SUBACK to mosqDataCollector",
+                                        static_cast<std::size_t>(config.SubscribedTopics())));
+  ASSERT_TRUE(source->Publish(FactsOf(AIO).recordTopic, PayloadOf(AIO)));
+  EXPECT_TRUE(httpSendApp->WaitForPackets(AIO, 1));
+  closed.Signal(SIGTERM);
+  EXPECT_TRUE(ExitedWith(closed.WaitForExit(), 0));
+}
 
 }  // namespace
 }  // namespace datacollector::gateway

@@ -59,6 +59,28 @@ class WholeRoadTest : public Gateway {
   int lastRequest_ = 0;
 };
 
+TEST_F(WholeRoadTest, AFloodOfAllKindsIsStoredWholeWhileRecordsGoOut) {
+  constexpr int kFlood = 100;  // of each kind
+  Start();
+  const Transcript::Mark before = Out().End();
+  for (int request = 1; request <= kFlood; ++request) {
+    for (const SourceKind kind : kAllKinds) {
+      source->PublishLater(FactsOf(kind).recordTopic, PayloadOf(kind, request));
+    }
+  }
+  std::vector<std::string> numbers;
+  for (int number = 1; number <= kFlood; ++number) {
+    numbers.emplace_back(std::to_string(number));
+  }
+  for (const SourceKind kind : kAllKinds) {
+    SCOPED_TRACE(FactsOf(kind).name);
+    ASSERT_TRUE(Out().WaitForCount(FactsOf(kind).stored, kFlood, before, std::chrono::seconds(60)));
+    EXPECT_EQ(ColumnOf(kind, "RecordNumber"), numbers);
+    EXPECT_EQ(ColumnOf(kind, "RequestID"), numbers);
+    WaitUntilUpdated(kind, 1);
+  }
+}
+
 TEST_F(WholeRoadTest, NoRecordIsLostAndNoneIsNumberedTwice) {
   Start();
   StoreNextPhase();

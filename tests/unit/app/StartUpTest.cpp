@@ -97,8 +97,7 @@ TEST_F(StartUp, ADatabaseThatCannotBeCreatedIsNoFailure) {
   EXPECT_NE(LogText().find(kSuccess), std::string::npos);
 }
 
-TEST_F(StartUp, TheSharedStateStartsAtZero) {
-  ZeroMainState(gMainState);
+TEST(GlobalVariables, StartAtZero) {
   gMainState.ui16_MaxAppDataReqId = 7;
   CloudConnectSendFlags[SNMP].gui8_SendDCDBRecordFlags = 1;
   gi32_HTTPThreadSendFlag = 1;
@@ -107,7 +106,7 @@ TEST_F(StartUp, TheSharedStateStartsAtZero) {
   EXPECT_EQ(gMainState.ui16_MaxAppDataReqId, 0);
   EXPECT_EQ(CloudConnectSendFlags[SNMP].gui8_SendDCDBRecordFlags, 0);
   EXPECT_EQ(gi32_HTTPThreadSendFlag, 0);
-  output.Out();
+  EXPECT_EQ(Folded(output.Out()), "<Initialize_GlobalVariables>\n");
 }
 
 TEST_F(StartUp, TheMainLoopReturnsWhenTheMqttClientCannotBeStarted) {

@@ -9,7 +9,7 @@
 #include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
 #include "mqtt/Confirmations.h"
-#include "mqtt/MessageDispatch.h"
+#include "mqtt/InboundMessage.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"

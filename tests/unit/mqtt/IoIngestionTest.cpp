@@ -7,8 +7,8 @@
 
 #include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
+#include "mqtt/InboundMessage.h"
 #include "mqtt/Ingestion.h"
-#include "mqtt/MessageDispatch.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"

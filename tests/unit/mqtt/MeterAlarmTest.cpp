@@ -5,7 +5,7 @@
 
 #include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
-#include "mqtt/MessageDispatch.h"
+#include "mqtt/InboundMessage.h"
 #include "mqtt/MeterIngestion.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
