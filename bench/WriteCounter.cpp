@@ -16,7 +16,8 @@ ssize_t CountedWrite(int descriptor, const void* bytes, size_t count, off64_t of
 
 }  // namespace
 
-// The executable's definitions stand before the C library's.
+// The executable's definitions stand before the C library's, whose parameter names are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int fsync(int descriptor) {
@@ -38,6 +39,7 @@ ssize_t pwrite64(int descriptor, const void* bytes, size_t count, off64_t offset
 }
 
 }  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace datacollector::bench {
 

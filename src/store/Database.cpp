@@ -1,9 +1,7 @@
 #include "store/Database.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -19,31 +17,7 @@ constexpr int kOpenAttempts = 3;
 // the network thread stays responsive.
 constexpr int kLockWaitMilliseconds = 100;
 
-// The file's header, as the SQLite file format lays it down. Offsets of the two format versions and of the
-// change counter count from the part that a FileState holds.
-constexpr sqlite3_int64 kHeaderPart = 16;
-constexpr std::size_t kWriteVersion = 2;
-constexpr std::size_t kReadVersion = 3;
-constexpr std::size_t kChangeCounter = 8;
-constexpr unsigned char kRollbackJournal = 1;  // format version; other formats don't count their commits here
-
-std::uint32_t ChangeCounter(const FileState& state) {
-  std::uint32_t counter = 0;
-  for (std::size_t digit = 0; digit < 4; ++digit) {
-    counter = (counter << 8U) | state.header[kChangeCounter + digit];
-  }
-  return counter;
-}
-
 }  // namespace
-
-bool FileState::IsValid() const {
-  return header[kWriteVersion] == kRollbackJournal && header[kReadVersion] == kRollbackJournal;
-}
-
-bool FileState::IsNextCommitOf(const FileState& before) const {
-  return device == before.device && file == before.file && ChangeCounter(*this) == ChangeCounter(before) + 1;
-}
 
 void Database::CloseHandle::operator()(sqlite3* handle) const { sqlite3_close(handle); }
 
@@ -97,25 +71,6 @@ void Database::Rollback() {
   if (InTransaction()) {
     sqlite3_exec(handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
-}
-
-int Database::ChangedRows() const { return sqlite3_changes(handle_.get()); }
-
-// Reads through SQLite's own descriptor: closing another one of the same file would drop SQLite's locks.
-FileState Database::State() const {
-  sqlite3_file* file = nullptr;
-  struct stat status {};
-  FileState state;
-  if (sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
-      file == nullptr || file->pMethods == nullptr ||
-      ::stat(sqlite3_db_filename(handle_.get(), "main"), &status) != 0 ||
-      file->pMethods->xRead(file, state.header.data(), static_cast<int>(state.header.size()), kHeaderPart) !=
-          SQLITE_OK) {
-    return {};
-  }
-  state.device = status.st_dev;
-  state.file = status.st_ino;
-  return state;
 }
 
 bool Database::InTransaction() const { return sqlite3_get_autocommit(handle_.get()) == 0; }

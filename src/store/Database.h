@@ -2,7 +2,6 @@
 // follows: how a database is opened and how a statement is tried again.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <ctime>
 #include <memory>
@@ -16,21 +15,6 @@ namespace datacollector {
 
 // Receives one row; a value may be nullptr. Returns 0 to go on.
 using RowCallback = int (*)(void* context, int columns, char** values, char** names);
-
-// A state of a database file between two commits: which file it is, and the part of its header that SQLite
-// changes with each commit of any process.
-struct FileState {
-  std::uint64_t device = 0;
-  std::uint64_t file = 0;
-  std::array<unsigned char, 24> header{};
-
-  bool operator==(const FileState&) const = default;
-
-  // False when it could not be read, and for a file whose commits leave no mark in its header.
-  bool IsValid() const;
-  // Whether exactly one commit lies between `before` and this state.
-  bool IsNextCommitOf(const FileState& before) const;
-};
 
 // How a database is opened that may have to be made first.
 struct OpenRule {
@@ -55,15 +39,6 @@ class Database {
 
   // Runs a statement. Waits up to 100 ms for a lock that somebody else holds.
   bool Execute(const char* statement, RowCallback onRow = nullptr, void* context = nullptr);
-
-  // Rows that the last statement inserted, changed or deleted.
-  int ChangedRows() const;
-
-  // Waits for a lock like a statement does, but reads nothing.
-  bool Touch() { return Execute("PRAGMA schema_version"); }
-
-  // The file as it is now. Reads the header only.
-  FileState State() const;
 
   // Takes back an open transaction, if there is one. Keeps the error text.
   void Rollback();

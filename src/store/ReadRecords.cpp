@@ -1,6 +1,7 @@
 #include "store/ReadRecords.h"
 
 #include <array>
+#include <optional>
 
 #include "app/ground/FileLogger.h"
 #include "app/ground/GenericFunctions.h"
@@ -64,10 +65,10 @@ class UnsentReader {
   std::int32_t ReadAndPublish();
 
  private:
-  void BuildQuery();
+  bool BuildQuery();
   bool Open();
   bool Query();
-  std::int32_t RecordNumber() const;
+  std::optional<std::int32_t> RecordNumber() const;
   void PrintValues() const;
   std::int32_t HandOver(std::int32_t recordNumber);
   void NoteMeterHandOver(std::int32_t recordNumber, bool published);
@@ -84,15 +85,17 @@ class UnsentReader {
   FoundRow row_;
 };
 
-void UnsentReader::BuildQuery() {
+bool UnsentReader::BuildQuery() {
   PrintLine("reading the records from table which are not sent");
   if (!BuildUnsentQuery(params_, kind_, query_)) {
-    PrintError("The query for unsent %s records is cut to %zu characters\n", reading_.word,
-               QueryText::kCapacity);
+    PrintError("The query for unsent %s records is longer than %zu characters and is not run\n",
+               reading_.word, QueryText::kCapacity);
+    return false;
   }
   if (reading_.meter) {
     Print("Query Prepared after register loop for EMeter %s DataBase = %s\n", reading_.word, query_.c_str());
   }
+  return true;
 }
 
 bool UnsentReader::Open() {
@@ -128,9 +131,9 @@ bool UnsentReader::Query() {
   return done;
 }
 
-// 0 when the configured place is outside the row. The place of a meter kind is zero-based, that of an I/O
-// kind one-based.
-std::int32_t UnsentReader::RecordNumber() const {
+// Nothing when the configured place is outside the row. The place of a meter kind is zero-based, that of an
+// I/O kind one-based.
+std::optional<std::int32_t> UnsentReader::RecordNumber() const {
   std::int32_t slot = params_.ui16_RecordNumberIndex - 1;
   if (reading_.meter) {
     slot = params_.i16_RIDClmnIndex;
@@ -140,7 +143,7 @@ std::int32_t UnsentReader::RecordNumber() const {
         reading_.word, slot - 1);
   }
   if (slot < 0 || static_cast<std::size_t>(slot) >= row_.packet.Count()) {
-    return 0;
+    return std::nullopt;
   }
   return LeadingNumber(row_.packet.Value(static_cast<std::size_t>(slot)).data());
 }
@@ -188,7 +191,9 @@ std::int32_t UnsentReader::HandOver(std::int32_t recordNumber) {
 }
 
 std::int32_t UnsentReader::ReadAndPublish() {
-  BuildQuery();
+  if (!BuildQuery()) {
+    return -1;
+  }
   if (!Open()) {
     return reading_.openFailureResult;
   }
@@ -200,7 +205,7 @@ std::int32_t UnsentReader::ReadAndPublish() {
     return -1;
   }
   PrintValues();
-  const std::int32_t recordNumber = RecordNumber();
+  const std::optional<std::int32_t> recordNumber = RecordNumber();
   if (!row_.found) {
     Print("There are no %sDBrecords which are need to be read and publish\n", reading_.word);
     if (reading_.meter) {
@@ -213,12 +218,12 @@ std::int32_t UnsentReader::ReadAndPublish() {
                reading_.word, Packet::kMaxValues);
     return -1;
   }
-  if (recordNumber <= 0) {
+  if (!recordNumber) {
     PrintError("An unsent %s record has no record number at the configured place and is not published\n",
                reading_.word);
     return -1;
   }
-  return HandOver(recordNumber);
+  return HandOver(*recordNumber);
 }
 
 std::int32_t ReadRecordAndPublish(DataCollectorMainStructure& main, SourceKind kind, RecordHandOver& handOver,

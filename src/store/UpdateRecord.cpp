@@ -8,7 +8,6 @@
 #include "app/ground/Trace.h"
 #include "store/Database.h"
 #include "store/RecordData.h"
-#include "store/RowCount.h"
 
 namespace datacollector {
 namespace {
@@ -44,18 +43,12 @@ void BuildStatement(const char* table, const DatabaseParams& params, const Datab
 }
 
 // The two texts come from another process and stand between single quotes.
-bool ExecuteUpdate(Database& database, SourceKind kind, const DatabaseUpdate& update,
-                   const UpdateStatement& statement) {
+bool ExecuteUpdate(Database& database, const DatabaseUpdate& update, const UpdateStatement& statement) {
   if (!IsQuotable(update.i8_TxTimeStamp.view()) || !IsQuotable(update.i8_RecordReadTimeStamp.view())) {
     database.Refuse(kRefusal);
     return false;
   }
-  const FileState before = database.State();
-  if (!database.Execute(statement.c_str())) {
-    return false;
-  }
-  gRowCounts[kind].Follow(before, database.State(), 0);
-  return true;
+  return database.Execute(statement.c_str());
 }
 
 bool OpenForUpdate(Database& database, const char* path, const char* failureLog) {
@@ -95,7 +88,7 @@ int UpdateRecord(const DataCollectorMainStructure& main, SourceKind kind, const 
                           .unit = updating.unit,
                           .creator = nullptr,
                           .function = function};
-  if (!TryRepeatedly(database, rule, [&] { return ExecuteUpdate(database, kind, update, statement); })) {
+  if (!TryRepeatedly(database, rule, [&] { return ExecuteUpdate(database, update, statement); })) {
     return -1;
   }
   database.Close();

@@ -11,7 +11,6 @@
 #include "store/DatabaseWriteProtocol.h"
 #include "store/ReadLastRecordID.h"
 #include "store/RecordData.h"
-#include "store/RowCount.h"
 
 namespace datacollector {
 namespace {
@@ -123,9 +122,7 @@ class RingWriter {
   std::uint16_t& number_;
 
   Database database_;
-  FileState counted_;  // the file as the rows were counted
   std::uint16_t rows_ = 0;
-  int added_ = 0;  // rows by which the transaction changes the table
   bool literals_ = false;
   FixedText<1000> deleteStatement_{};
   FixedText<7000> insertStatement_{};
@@ -165,21 +162,11 @@ RetryRule RingWriter::Rule(const char* failure, const char* failureLog) const {
           .function = function_};
 }
 
-// A count that nobody's commit has touched since needs no second look at the table.
 bool RingWriter::TryCount() {
-  if (!database_.Touch()) {
+  FixedText<200> statement;
+  statement.Format("SELECT COUNT(*) FROM %s", table_);
+  if (!database_.Execute(statement.c_str(), OnCount, &rows_)) {
     return false;
-  }
-  counted_ = database_.State();
-  if (const auto known = gRowCounts[kind_].At(counted_)) {
-    rows_ = *known;
-  } else {
-    FixedText<200> statement;
-    statement.Format("SELECT COUNT(*) FROM %s", table_);
-    if (!database_.Execute(statement.c_str(), OnCount, &rows_)) {
-      return false;
-    }
-    gRowCounts[kind_].Remember(counted_, rows_);
   }
   Print("total records = %d\n", rows_);
   return true;
@@ -198,7 +185,6 @@ bool RingWriter::CountRows() {
 // between, the old row is still there, and nobody is locked out during a wait.
 bool RingWriter::TryDelete() {
   if (database_.Execute("BEGIN") && database_.Execute(deleteStatement_.c_str())) {
-    added_ = -database_.ChangedRows();
     return true;
   }
   database_.Rollback();
@@ -213,7 +199,6 @@ bool RingWriter::TryInsert() {
   if (!literals_) {
     database_.Refuse(kNotLiterals);
   } else if (database_.Execute(insertStatement_.c_str()) && (!full || database_.Execute("COMMIT"))) {
-    gRowCounts[kind_].Follow(counted_, database_.State(), added_ + 1);
     return true;
   }
   database_.Rollback();

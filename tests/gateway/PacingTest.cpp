@@ -182,11 +182,12 @@ TEST_F(ReleaseTest, AHundredConfirmationsAtOnceReleaseAHundredRecords) {
 TEST_F(ReleaseTest, APacketThatIsRefusedIsTriedAgainOnTheNextRound) {
   config.Only({RS485}).LoopInterval(10).Set(kMqttFile, "HTTPSendPublishTopic4", "HTTPSend/+/Record");
   Start();
-  Store(RS485);
+  Deliver(FactsOf(RS485).recordTopic, PayloadOf(RS485));
+  const Transcript::Mark before = Out().End();
   ASSERT_TRUE(Err().WaitForCount("Error: Invalid input. Does your topic contain '+' or '#'?\n", 3));
   EXPECT_GE(Out().Count("Failure: mosquitto_client_publish\n"), 4U);
   EXPECT_EQ(Out().Count("published successfully"), 0U);
-  EXPECT_EQ(Out().Count("Not Sending records"), 1U);  // before the first message
+  EXPECT_EQ(Out().Count("Not Sending records", before), 0U);
 }
 
 TEST_F(ReleaseTest, AllKindsGoOutInOneRound) {

@@ -12,7 +12,7 @@ namespace {
 
 class PacketQueryTest : public StoreTest {
  protected:
-  std::string QueryFor(SourceKind kind) {
+  static std::string QueryFor(SourceKind kind) {
     QueryText query{};
     EXPECT_TRUE(BuildUnsentQuery(Params(kind), kind, query));
     return query.c_str();

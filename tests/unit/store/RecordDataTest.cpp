@@ -15,8 +15,6 @@
 namespace datacollector {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 void ExpectLiterals(std::initializer_list<std::string_view> literals) {
   sqlite3* handle = nullptr;
   ASSERT_EQ(sqlite3_open(":memory:", &handle), SQLITE_OK);
@@ -83,16 +81,15 @@ TEST(RecordDataTest, RefusesExpressionsParametersCommentsAndStatements) {
 }
 
 TEST(RecordDataTest, RefusesOtherCharacters) {
-  ExpectRefused({"\v1", "1\v", "\0"sv, "1\0"sv, "'\0'"sv,
-                 "\xc2\xa0"
-                 "1"});
+  ExpectRefused({"\v1", "1\v", std::string_view("\0", 1), std::string_view("1\0", 2),
+                 std::string_view("'\0'", 3), "\xc2\xa0\x31"});
 }
 
 // A legal literal where it arrives: wrapped in the double quotes of a field it becomes an expression.
 TEST(RecordDataTest, AnIdentityThatEndsItsQuotesIsRefusedInTheWholeText) {
   const std::string identity = R"("||hex(7777)||")";
   EXPECT_TRUE(CountLiterals("'" + identity + "'"));
-  EXPECT_FALSE(CountLiterals("\"<\",\"" + identity + "\",\"GW0001\",0"));
+  EXPECT_FALSE(CountLiterals(R"("<",")" + identity + "\",\"GW0001\",0"));
 }
 
 TEST(RecordDataTest, CountsTheValuesOfARecordText) {
@@ -109,7 +106,7 @@ TEST(RecordDataTest, ReadsNothingBehindTheEnd) {
   char* end = static_cast<char*>(memory) + page;
   ASSERT_EQ(::mprotect(end, page, PROT_NONE), 0);
   for (const std::string_view text : {"", "-", "1", "1.", "1e", "1e+", "0", "0x", "n", "nul", "null", "'",
-                                      "'a", "'a'", "\"a\"\"", "1,", "1, "}) {
+                                      "'a", "'a'", R"("a"")", "1,", "1, "}) {
     char* begin = end - text.size();
     std::memcpy(begin, text.data(), text.size());
     EXPECT_EQ(CountLiterals({begin, text.size()}), CountLiterals(text)) << text;

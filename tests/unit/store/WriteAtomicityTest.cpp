@@ -1,11 +1,11 @@
 // Making room and inserting are one step for everybody else: crashes, failing commits and locks of other
 // processes.
 
-#include <signal.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -17,7 +17,7 @@ namespace datacollector {
 namespace {
 
 void DieFunction(sqlite3_context* /*context*/, int /*count*/, sqlite3_value** /*values*/) {
-  ::kill(::getpid(), SIGKILL);
+  std::raise(SIGKILL);
 }
 
 // Gives every connection that the process opens from now on a function die().
@@ -112,6 +112,28 @@ TEST_P(AtomicityTest, AReaderIsNotLockedOutDuringAWait) {
   CapturedOutput output;
   std::thread other([&] {
     WaitUntil([&] { return output.OutSoFar().find("can't insert record into table") != std::string::npos; });
+    Execute(Path(kind_), "DROP TRIGGER forbid");
+  });
+  const int result = Write(kind_);
+  other.join();
+  output.Out();
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(Numbers(kind_), (std::vector{2, 3, 1}));
+}
+
+// Each further attempt of the insertion makes room anew, which may fail for a reason of its own.
+TEST_P(AtomicityTest, MakingRoomAgainMayFailAndIsRepeatedToo) {
+  Config(kind_).ui16_MaxDatabaseAccessRetry = 1000;
+  Execute(Path(kind_), "CREATE TRIGGER forbid BEFORE INSERT ON " + Table(kind_) +
+                           " BEGIN SELECT RAISE(ABORT, 'forbidden'); END");
+  CapturedOutput output;
+  std::thread other([&] {
+    WaitUntil([&] { return output.OutSoFar().find("Error message:forbidden") != std::string::npos; });
+    {
+      const LockHolder writer(Path(kind_), LockHolder::Lock::Reserved, kPatience);
+      WaitUntil(
+          [&] { return output.OutSoFar().find("Error message:database is locked") != std::string::npos; });
+    }
     Execute(Path(kind_), "DROP TRIGGER forbid");
   });
   const int result = Write(kind_);

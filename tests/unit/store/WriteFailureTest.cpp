@@ -63,7 +63,7 @@ class WriteFailureTest : public KindTest {
   std::string Failure() const { return "Returning FAILURE from function '" + function_ + "'\n"; }
 
   // The log lines of two failed attempts.
-  std::string TwoLogs(const std::string& failure, bool missing = false) const {
+  static std::string TwoLogs(const std::string& failure, bool missing = false) {
     const std::string line = "T: " + failure + "\n";
     return line + "T: retry after waiting\n" + (missing ? "T: no such table\n" : "") + line;
   }
@@ -203,7 +203,7 @@ TEST_P(WriteFailureTest, ARecordThatIsNoListOfLiteralsFailsLikeAStatement) {
   MakeTable(kind_);
   Store(kind_, 1);
   Execute(Path(kind_), "CREATE TABLE secret (word TEXT); INSERT INTO secret VALUES ('xyzzy')");
-  const std::string end = ",\"t\",0,\"0\",\">\"";
+  const std::string end = R"(,"t",0,"0",">")";
   const std::vector<std::string> refused = {"",
                                             "hex(7777)" + end,
                                             "(SELECT word FROM secret)" + end,
