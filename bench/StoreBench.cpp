@@ -61,7 +61,7 @@ void InsertIntoFullRing(benchmark::State& state) {
   });
 }
 
-// A record and its confirmation, as they alternate on a gateway: each changes the database for the other.
+// A record and its confirmation, as they alternate on a gateway.
 void InsertAndConfirm(benchmark::State& state) {
   BenchTable table = TableFor(state);
   DataCollectorMainStructure& main = table.Main();

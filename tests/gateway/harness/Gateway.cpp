@@ -1,11 +1,14 @@
 #include "gateway/harness/Gateway.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <utility>
+
+#include "gateway/harness/PrivateRoot.h"
 
 namespace datacollector::gateway {
 namespace {
@@ -29,6 +32,11 @@ void Show(const std::string& what, const std::vector<std::string>& lines) {
 }  // namespace
 
 void Gateway::SetUp() {
+  if (!InPrivateRoot()) {
+    GTEST_FAIL()
+        << "This test writes to the daemon's paths: run it through scripts/private-root.sh or ctest.";
+  }
+  CleanPrivateRoot();
   WanUp();
   broker.Start();
 }
