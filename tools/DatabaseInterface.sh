@@ -143,7 +143,7 @@ wanted=$(printf '%s' "$wanted" | tr '[:upper:]' '[:lower:]')
 create_table() {
   sqlite3 -batch -bail -init /dev/null "$1" <<SQL
 .timeout 5000
-PRAGMA page_size = 1024;
+PRAGMA page_size = 512;
 BEGIN IMMEDIATE;
 CREATE TABLE $table ($definitions);$indexes
 COMMIT;

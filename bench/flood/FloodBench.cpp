@@ -220,7 +220,7 @@ class DaemonUnderFlood {
     ChildProcess::Options options;
     options.program = program;
     options.arguments = {"DataCollector"};
-    options.environment = {"LD_PRELOAD=" + preload, "SYNC_COUNT_FILE=" + counter_.string()};
+    options.environment = {"LD_PRELOAD=" + preload};
     options.output = ChildProcess::Output::kToFile;
     options.outputFile = "/tmp/stdout";
     process_ = std::make_unique<ChildProcess>(options);
@@ -309,17 +309,18 @@ void PrintRow(const char* name, const Figures& figures, const std::string& memor
 
 int RunBench(const std::string& daemonPath, const std::string& preload, int rounds, int records) {
   const char* keep = std::getenv("DATACOLLECTOR_KEEP");
-  if (keep == nullptr) {
-    Fail("DATACOLLECTOR_KEEP must name a folder on a real disk");
+  if (keep == nullptr || std::getenv("SYNC_COUNT_FILE") == nullptr) {
+    Fail("DATACOLLECTOR_KEEP must name a folder on a real disk and SYNC_COUNT_FILE a file in it");
   }
   const fs::path folder(keep);
-  const fs::path daemonCounter = folder / "daemon.syncs";
+  // One counter for both: they take turns.
+  const fs::path counter = std::getenv("SYNC_COUNT_FILE");
   InstallConfiguration(folder);
   MakeRing(folder, "AIODataCollectorDB.db");
   MakeRing(folder, "Bare.db");
   const auto broker = StartBroker();
-  BareLoop bare((folder / "Bare.db").string(), std::getenv("SYNC_COUNT_FILE"));
-  DaemonUnderFlood daemon(daemonPath, preload, daemonCounter);
+  BareLoop bare((folder / "Bare.db").string(), counter);
+  DaemonUnderFlood daemon(daemonPath, preload, counter);
 
   std::vector<Figures> bareRounds;
   std::vector<Figures> daemonRounds;

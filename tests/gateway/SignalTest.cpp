@@ -106,6 +106,7 @@ TEST_P(EndingSignalTest, EndsTheDaemonAtOnceWhileADatabaseIsLocked) {
 }
 
 TEST_P(EndingSignalTest, EndsTheDaemonAndItsShellCommandWhileThatHangs) {
+  fs::remove(kHangFifo);
   ASSERT_EQ(::mkfifo(kHangFifo, S_IRUSR | S_IWUSR), 0);
   const Descriptor fifo(::open(kHangFifo, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   InstallTableScript("exec 3>/tmp/hang\necho started >&3\nsleep 1000\n");

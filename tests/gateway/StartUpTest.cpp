@@ -179,6 +179,8 @@ TEST_F(StartUpTest, ALogThatCanNotBeWrittenStopsNothing) {
   Start();
   Store(AIO);
   WaitUntilUpdated(AIO, 1);
+  Terminate();
+  fs::remove("/tmp/Log");
 }
 
 TEST_F(StartUpTest, WithItsStandardStreamsClosedItWorksAllTheSame) {

@@ -70,7 +70,7 @@ TEST_F(TableCreation, IndexesIntegerColumnsAndThoseThatAskForIt) {
 
 TEST_F(TableCreation, NewDatabaseHasSmallPages) {
   ASSERT_EQ(CreateFrom(kColumns).status, 0);
-  EXPECT_EQ(QueryRows(database_, "PRAGMA page_size"), Rows{"1024"});
+  EXPECT_EQ(QueryRows(database_, "PRAGMA page_size"), Rows{"512"});
 }
 
 TEST_F(TableCreation, RowsKeepTheirRowId) {
@@ -100,7 +100,7 @@ TEST_F(TableCreation, FillsAnEmptyDatabaseFile) {
   const std::ofstream empty(database_);
   ASSERT_EQ(CreateFrom(kColumns).status, 0);
   EXPECT_EQ(Columns(), kTable);
-  EXPECT_EQ(QueryRows(database_, "PRAGMA page_size"), Rows{"1024"});
+  EXPECT_EQ(QueryRows(database_, "PRAGMA page_size"), Rows{"512"});
 }
 
 TEST_F(TableCreation, SameTableAgainChangesNothing) {
