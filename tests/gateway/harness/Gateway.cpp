@@ -161,6 +161,9 @@ void Gateway::ShowLastLines() const {
   Transcript logged;
   logged.Append(LogFile::Text());
   Show("log of the daemon", logged.LastLines(kLinesShown));
+  if (broker.Running()) {
+    Show("log of the broker", broker.Log().LastLines(kLinesShown));
+  }
 }
 
 }  // namespace datacollector::gateway
