@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -90,9 +91,10 @@ TEST_F(Shell, TheCommandTakesSignalsAsIfTheDaemonHadNoHandlers) {
   EXPECT_TRUE(EndedBySignal(pipe, SIGPIPE)) << pipe;
 }
 
-// Dead, though perhaps still to be reaped by whoever has inherited it.
+// Dead, though perhaps still to be reaped by whoever has inherited it. `processId` is a line; false for an
+// empty text.
 bool IsDead(const std::string& processId) {
-  const std::string stat = ReadFile("/proc/" + std::to_string(std::stol(processId)) + "/stat");
+  const std::string stat = ReadFile("/proc/" + processId.substr(0, processId.find('\n')) + "/stat");
   return stat.empty() || stat.find(") Z ") != std::string::npos;
 }
 
@@ -102,7 +104,12 @@ template <typename Body>
 bool HoldsInEndingProcess(Body body) {
   const pid_t child = ::fork();
   if (child == 0) {
-    ::_exit(body() ? 0 : 1);
+    try {
+      ::_exit(body() ? 0 : 1);
+    } catch (const std::exception& error) {
+      PrintError("%s\n", error.what());
+    }
+    ::_exit(2);  // must not go on with the tests of the process that it was forked from
   }
   int status = 0;
   ::waitpid(child, &status, 0);
