@@ -106,6 +106,7 @@ int DataCollector_Publish_Handler() {
   for (;;) {
     SleepBeforeRound();
     RunControlRound();
+    Mosquitto_KeepNetworkThread(gClientConfig);
     FlushTrace();
   }
 }

@@ -1,5 +1,7 @@
 #include "mqtt/ClientCallbacks.h"
 
+#include <unistd.h>
+
 #include "app/ground/MainState.h"
 #include "app/ground/Trace.h"
 #include "mqtt/ClientConfig.h"
@@ -45,7 +47,9 @@ void on_connect_callback(mosquitto* mosq, void* object, int result) {
 }
 
 void on_disconnect_callback(mosquitto* /*mosq*/, void* object, int /*result*/) {
-  ConfigOf(object).connected = false;
+  ClientConfig& cfg = ConfigOf(object);
+  cfg.connected = false;
+  cfg.networkThread = ::gettid();
 }
 
 void on_subscribe_callback(mosquitto* /*mosq*/, void* object, int mid, int qosCount, const int* grantedQos) {

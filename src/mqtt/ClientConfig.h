@@ -2,6 +2,7 @@
 #pragma once
 
 #include <mosquitto.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -48,6 +49,10 @@ struct ClientConfig {
   // Whether the connection stands at this moment. Written by the network thread, read by the threads that
   // publish: the library would keep a message that it can't send and deliver it later, a second time.
   std::atomic<bool> connected;
+
+  // The kernel's id of the network thread, 0 before its first lost connection. Written by the network thread,
+  // read by the main thread.
+  std::atomic<pid_t> networkThread;
 
   bool debug;
   bool quiet;

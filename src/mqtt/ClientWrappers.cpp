@@ -1,6 +1,10 @@
 #include "mqtt/ClientWrappers.h"
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <new>
 #include <thread>
@@ -30,6 +34,11 @@ int ConnectWithRetries(ClientConfig& cfg) {
   }
   PrintLine("Success: mosquitto_client_connect");
   return 0;
+}
+
+// Of a thread of this process.
+bool HasEnded(pid_t thread) {
+  return thread != 0 && ::syscall(SYS_tgkill, ::getpid(), thread, 0) != 0 && errno == ESRCH;
 }
 
 }  // namespace
@@ -82,6 +91,21 @@ int Mosquitto_Publish(ClientConfig& cfg) {
   WriteLog("mosquitto_client_publish msg : %s to topic %s\n", cfg.message.get(), cfg.topic.get());
   WriteLog("mosquitto_client_publish retry count : %d\n", 0);
   return 0;
+}
+
+void Mosquitto_KeepNetworkThread(ClientConfig& cfg) {
+  const pid_t thread = cfg.networkThread;
+  if (cfg.connected || !HasEnded(thread)) {
+    return;
+  }
+  cfg.networkThread = 0;  // before a new one can write its own
+  mosquitto_loop_stop(cfg.mosq, false);
+  const int result = mosquitto_loop_start(cfg.mosq);
+  if (result != MOSQ_ERR_SUCCESS) {
+    cfg.networkThread = thread;
+  }
+  PrintError("The network thread had ended; starting it again: %s\n", mosquitto_strerror(result));
+  WriteLog("The network thread had ended; starting it again: %s", mosquitto_strerror(result));
 }
 
 void Mosquitto_Cleanup(ClientConfig& cfg) {

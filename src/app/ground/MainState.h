@@ -3,7 +3,9 @@
 // The configuration readers fill it on the main thread before any other thread exists; from then on all of it
 // is read-only, except DataCollectorDBData, DataCollectorDBUpdate, i32_ParsedReqId and i32_AlarmFlag, which
 // belong to the MQTT network thread (record numbers: to the main thread until a kind's recovery is over, see
-// Flags.h), and HTTPSenderRecordInformation, which belongs to the forwarding thread.
+// Flags.h), and HTTPSenderRecordInformation, which belongs to the forwarding thread. The not-available
+// records of the main thread use DataCollectorDBData too: whoever issues data requests has to put them in
+// order with ingestion (NotAvailableRecords.h).
 //
 // Everything in it is plain data: the record is allocated once and zeroed with one call.
 #pragma once
