@@ -46,6 +46,7 @@ std::atomic<bool> memoryFault;
 std::atomic<bool> ending;  // set by the first signal that ends the process
 sem_t wakeUp;
 timer_t lastChance;
+std::atomic<bool> hasLastChance;  // set before any handler is installed
 pthread_t signalThread;
 
 // For a thread that must not return into the instruction that failed.
@@ -70,7 +71,7 @@ pthread_t signalThread;
 }
 
 void StartLastChance() {
-  if (!ending.exchange(true)) {
+  if (!ending.exchange(true) && hasLastChance) {
     const itimerspec once{{0, 0}, {0, kLastChanceNanoseconds}};
     ::timer_settime(lastChance, 0, &once, nullptr);
   }
@@ -138,7 +139,11 @@ void ActOn(const SignalRow& row) {
   FlushTrace();
 }
 
+// The one thread that takes the signals, whatever the daemon's parent has blocked.
 void* SignalThread(void* /*unused*/) {
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
   for (;;) {
     if (::sem_wait(&wakeUp) != 0) {
       continue;
@@ -151,23 +156,31 @@ void* SignalThread(void* /*unused*/) {
   }
 }
 
+void ReportFailure(const SignalRow& row) {
+  Print("Failed to handle %s", row.name);
+  WriteLog("DataCollector: Failed to handle %s", row.name);
+}
+
 void InstallOne(const SignalRow& row, SignalInstaller install) {
   struct sigaction action {};
   action.sa_sigaction = HandleSignal;
   action.sa_flags = SA_SIGINFO | SA_RESTART;
   ::sigemptyset(&action.sa_mask);
   if (install(row.signal, &action, nullptr) != 0) {
-    Print("Failed to handle %s", row.name);
-    WriteLog("DataCollector: Failed to handle %s", row.name);
+    ReportFailure(row);
   }
 }
 
-bool StartSignalThread() {
+void MakeLastChance() {
   sigevent alarm{};
   alarm.sigev_notify = SIGEV_SIGNAL;
   alarm.sigev_signo = SIGALRM;
   ::signal(SIGALRM, EndAtLast);
-  return ::sem_init(&wakeUp, 0, 0) == 0 && ::timer_create(CLOCK_MONOTONIC, &alarm, &lastChance) == 0 &&
+  hasLastChance = ::timer_create(CLOCK_MONOTONIC, &alarm, &lastChance) == 0;
+}
+
+bool StartSignalThread() {
+  return ::sem_init(&wakeUp, 0, 0) == 0 &&
          ::pthread_create(&signalThread, nullptr, SignalThread, nullptr) == 0;
 }
 
@@ -176,12 +189,16 @@ bool StartSignalThread() {
 void InstallSignalHandlers(SignalInstaller install) {
   const FunctionTrace trace(__func__);
   ::signal(SIGPIPE, SIG_IGN);
-  // The signal thread inherits the open mask, every later thread the one that leaves the ending to it. SIGBUS
-  // stays open everywhere: a memory fault in a thread that blocks it would end the process without a word.
+  MakeLastChance();
   if (!StartSignalThread()) {
     PrintError("Signals keep their default actions: the thread that acts on them can't be started\n");
+    for (const SignalRow& row : kSignals) {
+      ReportFailure(row);
+    }
     return;
   }
+  // This thread and every later one leave the ending to the signal thread. SIGBUS stays open everywhere: a
+  // memory fault in a thread that blocks it would end the process without a word.
   sigset_t left;
   ::sigemptyset(&left);
   ::sigaddset(&left, SIGINT);

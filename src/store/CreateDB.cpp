@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <mutex>
 
 #include "app/ground/FileLogger.h"
 #include "app/ground/FixedText.h"
@@ -82,8 +83,12 @@ void RunTableScript(const Creation& creation) {
   RunShellCommand(command.c_str());
 }
 
+// The directories are made below the working directory, of which the process has one for all its threads, and
+// a level that another thread makes in between would count as a failure: one creation at a time.
 void CreateDatabase(const Creation& creation, const char* databasePath, const char* function) {
+  static std::mutex oneAtATime;
   FunctionTrace trace(function);
+  const std::lock_guard lock(oneAtATime);
   struct stat status {};
   if (::stat(databasePath, &status) == 0) {
     return;

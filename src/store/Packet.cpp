@@ -136,11 +136,18 @@ class NameList {
   bool fits_ = true;
 };
 
+// Without any value column the place stays, with an empty name, and SQLite refuses the query: records must
+// not be confirmed whose readings were left behind.
 void AddValues(NameList& names, const DatabaseParams& params) {
+  bool any = false;
   for (const auto& column : params.i8_ValueColumns) {
     if (!column.empty()) {
       names.Add(column.view());
+      any = true;
     }
+  }
+  if (!any) {
+    names.Add("");
   }
 }
 

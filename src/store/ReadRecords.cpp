@@ -131,8 +131,9 @@ bool UnsentReader::Query() {
   return done;
 }
 
-// Nothing when the configured place is outside the row. The place of a meter kind is zero-based, that of an
-// I/O kind one-based.
+// Nothing when the configured place is outside any row. A place that only this row is too short for counts as
+// empty: the record goes out as number 0, so that its values arrive all the same. The place of a meter kind
+// is zero-based, that of an I/O kind one-based.
 std::optional<std::int32_t> UnsentReader::RecordNumber() const {
   std::int32_t slot = params_.ui16_RecordNumberIndex - 1;
   if (reading_.meter) {
@@ -142,10 +143,11 @@ std::optional<std::int32_t> UnsentReader::RecordNumber() const {
         "%d\n",
         reading_.word, slot - 1);
   }
-  if (slot < 0 || static_cast<std::size_t>(slot) >= row_.packet.Count()) {
+  const auto index = static_cast<std::size_t>(slot);
+  if (slot < 0 || index >= Packet::kMaxValues) {
     return std::nullopt;
   }
-  return LeadingNumber(row_.packet.Value(static_cast<std::size_t>(slot)).data());
+  return index < row_.packet.Count() ? LeadingNumber(row_.packet.Value(index).data()) : 0;
 }
 
 void UnsentReader::PrintValues() const {

@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -135,6 +137,48 @@ TEST_P(Ending, IsPrintedLoggedAndEndsTheProcessWith0) {
   EXPECT_EQ(Output(), std::string("printed before DataCollector ") + GetParam().name +
                           "\n<GetTimeStamp>\n<CloseUnixDomainSocket>\n");
   EXPECT_EQ(LogText(), Logged());
+}
+
+TEST_P(Ending, EndsAProcessWhoseParentHadBlockedTheSignal) {
+  sigset_t all;
+  sigset_t before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_BLOCK, &all, &before);
+  SignalledProcess process(output_, [] {});
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  process.Signal(GetParam().number);
+  EXPECT_TRUE(ExitedWith0(process.WaitForEnd(kEndWithin)));
+  EXPECT_EQ(LogText(), Logged());
+}
+
+TEST_P(Ending, EndsAProcessThatMayHaveNoTimer) {
+  rlimit before{};
+  ::getrlimit(RLIMIT_SIGPENDING, &before);
+  const rlimit none{0, before.rlim_max};
+  ::setrlimit(RLIMIT_SIGPENDING, &none);
+  SignalledProcess process(output_, [] {});
+  ::setrlimit(RLIMIT_SIGPENDING, &before);
+  process.Signal(GetParam().number);
+  EXPECT_TRUE(ExitedWith0(process.WaitForEnd(kEndWithin)));
+  EXPECT_EQ(LogText(), Logged());
+}
+
+TEST_P(Ending, WithoutASignalThreadEveryFailureIsToldAndTheSignalKeepsItsDefaultAction) {
+  pthread_attr_t before;
+  pthread_attr_t impossible;
+  ::pthread_getattr_default_np(&before);
+  ::pthread_attr_init(&impossible);
+  ::pthread_attr_setstacksize(&impossible, std::size_t{1} << 50);
+  ASSERT_EQ(::pthread_setattr_default_np(&impossible), 0);
+  SignalledProcess process(output_, [] { FlushTrace(); });
+  ::pthread_setattr_default_np(&before);
+  process.Signal(GetParam().number);
+  const std::optional<int> status = process.WaitForEnd(kEndWithin);
+  ASSERT_TRUE(status);
+  EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == GetParam().number);
+  EXPECT_EQ(LogText(),
+            "T: DataCollector: Failed to handle SIGINT\nT: DataCollector: Failed to handle SIGTERM\nT: "
+            "DataCollector: Failed to handle SIGBUS\n");
 }
 
 TEST_P(Ending, LeavesTheSocketFileBehind) {

@@ -106,6 +106,23 @@ TEST_P(CreateDBTest, RunsTheTableScriptWithTheKindsNames) {
                                         expected_.columns + "\n");
 }
 
+// A shell that notes the command it was given.
+TEST_P(CreateDBTest, TheCommandLineHasTwoBlanksBeforeTheTable) {
+  fs::create_directories(kDatabaseDirectory);
+  const fs::path shell = fs::read_symlink("/bin/sh");
+  fs::remove("/bin/sh");
+  WriteFile("/bin/sh", "#!/usr/bin/bash\nprintf '%s' \"$2\" >/tmp/command\n");
+  ::chmod("/bin/sh", 0755);
+  Create();
+  fs::remove("/bin/sh");
+  fs::create_symlink(shell, "/bin/sh");
+  EXPECT_EQ(ReadFile("/tmp/command"),
+            std::string("/bin/DatabaseInterface.sh --command \"create_table\" --databasepath "
+                        "\"/vorl/disk/AppData/K740/DataCollector/Db/\" --database \"") +
+                expected_.database + "\"  --table \"" + expected_.table +
+                "\" --config \"/root/DataCollectorAppComponent/etc/Config/" + expected_.columns + "\"");
+}
+
 TEST_P(CreateDBTest, MakesATableOfTheConfiguredColumns) {
   MakeTable(kind_);
   const Rows columns = Query(Path(kind_), "SELECT name FROM pragma_table_info('" + Table(kind_) + "')");

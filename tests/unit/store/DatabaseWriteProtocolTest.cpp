@@ -109,6 +109,13 @@ TEST_P(PackingTest, AnAlarmFlagMarksOneRecordOfItsKind) {
   EXPECT_EQ(Text(), Expected(true, true, 0));
 }
 
+TEST_P(PackingTest, OnlyTheAlarmFlagOneMarksARecord) {
+  Main().i32_AlarmFlag[kind_] = 2;
+  Pack();
+  EXPECT_EQ(Text(), Expected(true, true, 0));
+  EXPECT_EQ(Main().i32_AlarmFlag[kind_], 2);
+}
+
 TEST_P(PackingTest, TheMeterKindsOfAnotherLineLoseTheirData) {
   origin_.line = kind_ == RS485 ? 2 : 1;
   Pack();

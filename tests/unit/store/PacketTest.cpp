@@ -84,6 +84,26 @@ TEST_F(PacketQueryTest, AllSixDigitalColumnsCanBeValues) {
   EXPECT_NE(QueryFor(DIO).find("SoftwareVer,DI2,DI3,DI4,DO2,RecordType"), std::string::npos);
 }
 
+// SQLite refuses the query, and nobody confirms records whose readings were left behind.
+TEST_F(PacketQueryTest, WithoutValueColumnsTheirPlaceStaysEmpty) {
+  for (const SourceKind kind : {AIO, DIO, TEMPERATURE}) {
+    for (auto& column : Params(kind).i8_ValueColumns) {
+      column.Clear();
+    }
+    EXPECT_NE(QueryFor(kind).find("SoftwareVer,,RecordType"), std::string::npos) << kind;
+  }
+}
+
+TEST_F(PacketQueryTest, TimeAndNumberArePlacedByTheirOwnKeys) {
+  for (const SourceKind kind : kAllKinds) {
+    Params(kind).i8_RecordReadTimeColumn.Assign("ReadAt");
+    Params(kind).i8_RecordWriteTimeColumn.Assign("WrittenAt");
+    Params(kind).i8_RecordIDColumn.Assign("Id");
+    EXPECT_NE(QueryFor(kind).find("StartMark,SiteID,ReadAt,Id,RequestID,SoftwareVer"), std::string::npos)
+        << kind;
+  }
+}
+
 TEST_F(PacketQueryTest, AQueryThatDoesNotFitIsCut) {
   for (auto* column :
        {&Params(RS485).i8_InterfaceId, &Params(RS485).i8_MeterID, &Params(RS485).i8_MeterIndexColumn,

@@ -207,7 +207,7 @@ TEST_P(ReadTest, AQueryThatDoesNotFitIsReportedAndFails) {
 
 TEST_P(ReadTest, ARecordWithoutANumberAtItsPlaceIsNotPublished) {
   MakeRows(1);
-  for (const int place : {-1, 50, 60}) {
+  for (const int place : {-1, 51, 60}) {
     SCOPED_TRACE(place);
     Params(kind_).i16_RIDClmnIndex = static_cast<std::int16_t>(place);
     Params(kind_).ui16_RecordNumberIndex = static_cast<std::uint16_t>(place);
@@ -217,6 +217,16 @@ TEST_P(ReadTest, ARecordWithoutANumberAtItsPlaceIsNotPublished) {
                                " record has no record number at the configured place and is not published\n");
   }
   EXPECT_TRUE(handOver_.calls.empty());
+}
+
+// Its values arrive, whatever the configured place is worth.
+TEST_P(ReadTest, APlaceBehindTheRowsValuesCountsAsNumberZero) {
+  MakeRows(1);
+  Params(kind_).i16_RIDClmnIndex = 49;
+  Params(kind_).ui16_RecordNumberIndex = 50;
+  EXPECT_EQ(ReadOne().result, 0);
+  ASSERT_EQ(handOver_.calls.size(), 2U);
+  EXPECT_EQ(handOver_.calls[0], "announce 0");
 }
 
 // Numbers above a lowered limit run on until they come round to 0. Such a row would block its kind for good

@@ -75,6 +75,26 @@ TEST_P(UpdateTest, ARowThatWasReplacedSinceIsNotTouchedAndThatIsSuccess) {
   EXPECT_EQ(Statuses(), untouched_);
 }
 
+// The read time of a confirmation is looked for in the column that the write time key names.
+TEST_P(UpdateTest, TheRowIsFoundByTheWriteTimeColumn) {
+  MakeTable(kind_);
+  Store(kind_, 3);
+  Params(kind_).i8_RecordWriteTimeColumn.Assign("SourceTime");
+  Params(kind_).i8_RecordReadTimeColumn.Assign("no_such_column");
+  Confirmation().i8_RecordReadTimeStamp.Assign("2026-11-20 10:00:00");
+  EXPECT_EQ(UpdateOne().result, 0);
+  EXPECT_EQ(Select(kind_, "TxStatus", "ORDER BY rowid"), (Rows{{"0"}, {"1"}, {"0"}}));
+}
+
+TEST_P(UpdateTest, TheRowIsFoundByTheRecordIdColumnOfTheColumnFile) {
+  MakeRows();
+  Params(kind_).i8_RecordIDColumn.Assign("RequestID");
+  Config(kind_).i8_RecordNumber.Assign("no_such_column");
+  Confirmation().i32_RecordNum = 7;  // the request of every row
+  EXPECT_EQ(UpdateOne().result, 0);
+  EXPECT_EQ(Select(kind_, "TxStatus"), (Rows{{"1"}, {"1"}, {"1"}}));
+}
+
 TEST_P(UpdateTest, ANumberThatNoRowHasIsSuccess) {
   MakeRows();
   Confirmation().i32_RecordNum = 77;

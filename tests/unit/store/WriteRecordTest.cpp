@@ -115,6 +115,28 @@ TEST_P(WriteRecordTest, AFullTableWithoutTheNumberLosesNoRow) {
   EXPECT_EQ(Numbers(kind_), (std::vector{101, 102, 103, 1, 2}));
 }
 
+TEST_P(WriteRecordTest, TheRowThatMakesRoomIsFoundByTheConfiguredColumn) {
+  MakeTable(kind_);
+  Config(kind_).ui16_MAXRecords = 2;
+  Store(kind_, 2);
+  Execute(Path(kind_), "UPDATE " + Table(kind_) + " SET RequestID = 3 - RecordNumber");
+  Config(kind_).i8_RecordNumber.Assign("RequestID");
+  Store(kind_, 1);
+  EXPECT_EQ(Numbers(kind_), (std::vector{1, 1}));
+}
+
+// A table that has outgrown its limit by 65,536 rows looks full.
+TEST_P(WriteRecordTest, TheRowCountHasSixteenBits) {
+  MakeTable(kind_);
+  Config(kind_).ui16_MAXRecords = 3;
+  Execute(Path(kind_),
+          "INSERT INTO " + Table(kind_) +
+              " (RecordNumber) WITH RECURSIVE number(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM "
+              "number WHERE n < 65539) SELECT n FROM number");
+  Store(kind_, 1);
+  EXPECT_EQ(Select(kind_, "count(*)"), (Rows{{"65539"}}));
+}
+
 TEST_P(WriteRecordTest, TheHighestLimitIsALimitLikeAnyOther) {
   MakeTable(kind_);
   Config(kind_).ui16_MAXRecords = 65535;
