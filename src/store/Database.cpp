@@ -104,6 +104,8 @@ const char* Database::ErrorText() const {
   return error_ ? error_.get() : sqlite3_errmsg(handle_.get());
 }
 
+bool Database::LacksTable() const { return std::strstr(ErrorText(), "no such table") != nullptr; }
+
 bool AwaitNextAttempt(const Database& database, const RetryRule& rule, std::int32_t failures) {
   const RetryTexts& texts = rule.texts;
   Print(texts.failure, rule.table, database.ErrorText());
@@ -117,7 +119,7 @@ bool AwaitNextAttempt(const Database& database, const RetryRule& rule, std::int3
   if (texts.retryLog != nullptr) {
     WriteLog("%s", texts.retryLog);
   }
-  if (rule.creator != nullptr && std::strstr(database.ErrorText(), "no such table") != nullptr) {
+  if (rule.creator != nullptr && database.LacksTable()) {
     if (texts.missingTableLog != nullptr) {
       WriteLog("%s", texts.missingTableLog);
     }

@@ -48,6 +48,9 @@ class Database {
   // live as long as the connection.
   void Refuse(const char* text);
 
+  // Whether the last statement failed because its table is missing.
+  bool LacksTable() const;
+
   // Why the last open or statement failed. Valid until the next one and until Close.
   const char* ErrorText() const;
 

@@ -12,16 +12,20 @@
 namespace datacollector {
 namespace {
 
-// Unit of the wait between two attempts. The writers of RS-232 and SNMP take the same setting as
-// milliseconds.
-constexpr std::array<WaitUnit, kSourceKinds> kWaitUnits = {
-    WaitUnit::Seconds,       // AIO
-    WaitUnit::Seconds,       // DIO
-    WaitUnit::Seconds,       // TEMPERATURE
-    WaitUnit::Milliseconds,  // RS485
-    WaitUnit::Seconds,       // RS232
-    WaitUnit::Seconds,       // SNMP
+struct RecoveryRow {
+  const char* function;
+  WaitUnit unit;  // of the wait between two attempts at start
 };
+
+// The writers of RS-232 and SNMP take the same setting as milliseconds.
+constexpr std::array<RecoveryRow, kSourceKinds> kRecoveries = {{
+    {"ReadLastAIORecordID", WaitUnit::Seconds},
+    {"ReadLastDIORecordID", WaitUnit::Seconds},
+    {"ReadLastTemperatureRecordID", WaitUnit::Seconds},
+    {"ReadLastRS485RecordID", WaitUnit::Milliseconds},
+    {"ReadLastRS232RecordID", WaitUnit::Seconds},
+    {"ReadLastSNMPRecordID", WaitUnit::Seconds},
+}};
 
 constexpr RetryTexts kRetryTexts = {
     .failure = "can't read last record from table '%s'\nError message:%s\n",
@@ -52,7 +56,7 @@ int OnLastRecord(void* context, int columns, char** values, char** names) {
 
 // The newest row is the one inserted last. In a ring that has come round it carries the last number written,
 // which is not the highest one.
-bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKind kind, const char* function,
+bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKind kind, WaitUnit unit,
                      LastRecordQuery& query) {
   const char* table = config.i8_TableName.c_str();
   FixedText<1024> statement;
@@ -62,79 +66,80 @@ bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKin
                           .table = table,
                           .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
                           .interval = config.i32_DatabaseAccessWaitInterval,
-                          .unit = kWaitUnits[kind],
+                          .unit = unit,
                           .creator = CreatorOf(kind),
-                          .function = function};
+                          .function = kRecoveries[kind].function};
   return TryRepeatedly(database, rule,
                        [&] { return database.Execute(statement.c_str(), OnLastRecord, &query); });
 }
 
-bool RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, const char* function,
-                         std::uint16_t& recordNumber) {
+Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, WaitUnit unit,
+                             std::uint16_t& recordNumber) {
   const char* path = config.i8_DatabaseName.c_str();
   const char* table = config.i8_TableName.c_str();
   LastRecordQuery query{config.i8_RecordNumber.c_str(), 0};
   Database database;
   if (!database.Open({path, CreatorOf(kind), nullptr})) {
     PrintError("Can't Connect to database '%s'\nError message: %s\n", path, database.ErrorText());
-    return false;
+    return Recovery::NoTable;
   }
-  if (!QueryLastRecord(database, config, kind, function, query)) {
+  if (!QueryLastRecord(database, config, kind, unit, query)) {
     PrintError("can not read last record from table '%s'\nError Message:%s\n", table, database.ErrorText());
-    return false;
+    return database.LacksTable() ? Recovery::NoTable : Recovery::Failed;
   }
   database.Close();
   Print("Read last Record number '%d' from table '%s'\n", query.gui16_LatestRecordID, table);
   recordNumber = query.gui16_LatestRecordID;
-  return true;
+  return Recovery::Done;
 }
 
 int ReadLastRecordID(const DataCollectorMainStructure& main, SourceKind kind, std::uint16_t& recordNumber,
-                     const char* function) {
-  const FunctionTrace trace(function);
-  const bool done = RecoverRecordNumber(main.DataCollectorDBConfig[kind], kind, function, recordNumber);
-  PrintLine(done ? "Returning SUCCESS from function 'ReadLastRecordID'"
-                 : "Returning FAILURE from function 'ReadLastRecordID'");
-  gRecordNumberRecovery[kind] = done ? Recovery::Done : Recovery::Failed;
+                     WaitUnit unit) {
+  const FunctionTrace trace(kRecoveries[kind].function);
+  const Recovery outcome = RecoverRecordNumber(main.DataCollectorDBConfig[kind], kind, unit, recordNumber);
+  PrintLine(outcome == Recovery::Done ? "Returning SUCCESS from function 'ReadLastRecordID'"
+                                      : "Returning FAILURE from function 'ReadLastRecordID'");
+  gRecordNumberRecovery[kind] = outcome;
   gRecordNumberRecovery[kind].notify_all();
-  return done ? 0 : -1;
+  return outcome == Recovery::Done ? 0 : -1;
 }
 
-using RecordIDReader = int (*)(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
-
-constexpr std::array<RecordIDReader, kSourceKinds> kReaders = {
-    ReadLastAIORecordID,   ReadLastDIORecordID,   ReadLastTemperatureRecordID,
-    ReadLastRS485RecordID, ReadLastRS232RecordID, ReadLastSNMPRecordID};
+int ReadLastRecordIDAtStart(const DataCollectorMainStructure& main, SourceKind kind,
+                            std::uint16_t& recordNumber) {
+  return ReadLastRecordID(main, kind, recordNumber, kRecoveries[kind].unit);
+}
 
 }  // namespace
 
 int ReadLastAIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, AIO, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, AIO, recordNumber);
 }
 int ReadLastDIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, DIO, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, DIO, recordNumber);
 }
 int ReadLastTemperatureRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, TEMPERATURE, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, TEMPERATURE, recordNumber);
 }
 int ReadLastRS485RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, RS485, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, RS485, recordNumber);
 }
 int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, RS232, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, RS232, recordNumber);
 }
 int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, SNMP, recordNumber, __func__);
+  return ReadLastRecordIDAtStart(main, SNMP, recordNumber);
 }
 
-bool EnsureRecordNumberRecovered(DataCollectorMainStructure& main, SourceKind kind) {
+Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit) {
   std::atomic<Recovery>& recovery = gRecordNumberRecovery[kind];
   // The main thread recovers the enabled kinds only; nobody would end a wait for another one.
   if (IsSourceEnabled(main.DataCollectorSourcesConfig, kind)) {
     recovery.wait(Recovery::Pending);
   }
-  return recovery == Recovery::Done ||
-         kReaders[kind](main, main.DataCollectorDBData.ui16_DBRecordNumber[kind]) == 0;
+  if (recovery != Recovery::Done) {
+    ReadLastRecordID(main, kind, main.DataCollectorDBData.ui16_DBRecordNumber[kind], unit);
+  }
+  return recovery;
 }
 
 }  // namespace datacollector

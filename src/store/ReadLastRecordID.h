@@ -3,7 +3,9 @@
 
 #include <cstdint>
 
+#include "app/ground/Flags.h"
 #include "app/ground/MainState.h"
+#include "store/Database.h"
 
 namespace datacollector {
 
@@ -19,7 +21,8 @@ int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recor
 int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 
 // Whether the kind's records may be numbered. Waits while the first recovery is still to be finished by the
-// main thread, and repeats a recovery that failed. MQTT network thread.
-bool EnsureRecordNumberRecovered(DataCollectorMainStructure& main, SourceKind kind);
+// main thread, and repeats a recovery that failed, with `unit` as the unit of its waits: a record must not
+// keep the network thread longer than its own writing would. MQTT network thread.
+Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit);
 
 }  // namespace datacollector

@@ -85,12 +85,14 @@ int OnCount(void* context, int columns, char** values, char** /*names*/) {
 // The storing of one record in its table.
 class RingWriter {
  public:
+  // `recovered`: whether the last number in the table is known.
   RingWriter(DataCollectorMainStructure& main, SourceKind kind, const RecordOrigin& origin,
-             const char* function)
+             const char* function, bool recovered)
       : main_(main),
         kind_(kind),
         origin_(origin),
         function_(function),
+        recovered_(recovered),
         writing_(kWritings[kind]),
         config_(main.DataCollectorDBConfig[kind]),
         path_(config_.i8_DatabaseName.c_str()),
@@ -103,6 +105,7 @@ class RingWriter {
   void Advance();
   void BuildStatements();
   bool CountRows();
+  bool MayNumber() const;
   bool MakeRoom();
   bool Insert();
   bool TryCount();
@@ -115,6 +118,7 @@ class RingWriter {
   const SourceKind kind_;
   const RecordOrigin& origin_;
   const char* const function_;
+  const bool recovered_;
   const Writing& writing_;
   const DatabaseConfig& config_;
   const char* const path_;
@@ -178,6 +182,17 @@ bool RingWriter::CountRows() {
   }
   Print("can not get total number of records from table '%s'\nError message: %s\n", table_,
         database_.ErrorText());
+  return false;
+}
+
+// A table that was missing when its last number was looked for has no rows; if it has some by now, numbering
+// must not start at 1 over them.
+bool RingWriter::MayNumber() const {
+  if (recovered_ || rows_ == 0) {
+    return true;
+  }
+  PrintError("The table '%s' has come back with rows; its last number is read before the next record\n",
+             table_);
   return false;
 }
 
@@ -254,7 +269,7 @@ bool RingWriter::Store() {
   }
   Advance();
   BuildStatements();
-  if (!CountRows() || !MakeRoom() || !Insert()) {
+  if (!CountRows() || !MayNumber() || !MakeRoom() || !Insert()) {
     return StepBack();
   }
   database_.Close();
@@ -269,8 +284,10 @@ int WriteRecord(DataCollectorMainStructure& main, SourceKind kind, const RecordO
   if (kWritings[kind].keepsPublishTime) {
     GetTimeStamp(main.PublishTimeStamps.written[kind]);
   }
-  const bool stored =
-      EnsureRecordNumberRecovered(main, kind) && RingWriter(main, kind, origin, function).Store();
+  // Without a database or a table every statement fails as it would at any other time, and says so.
+  const Recovery recovery = AwaitRecordNumberRecovery(main, kind, kWritings[kind].unit);
+  const bool stored = recovery != Recovery::Failed &&
+                      RingWriter(main, kind, origin, function, recovery == Recovery::Done).Store();
   Print("Returning %s from function '%s'\n", stored ? "SUCCESS" : "FAILURE", function);
   return stored ? 0 : -1;
 }

@@ -123,7 +123,12 @@ extern std::uint8_t gui8_WanStatus;
 
 // How far the recovery of a kind's last record number is. Written by the thread that recovers (main at start,
 // network when it repeats a failed one); network waits on it before it numbers a record.
-enum class Recovery : std::uint32_t { Pending, Done, Failed };
+enum class Recovery : std::uint32_t {
+  Pending,
+  Done,
+  Failed,
+  NoTable  // failed because there is no database or no table, and so no number to go on from
+};
 extern std::array<std::atomic<Recovery>, kSourceKinds> gRecordNumberRecovery;
 
 // Source counts of the configuration, copied when the main loop starts. Only the main thread touches them.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <optional>
 
 #include "store/CreateDB.h"
 #include "unit/store/StoreTest.h"
@@ -15,7 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kScript = "/bin/DatabaseInterface.sh";
 constexpr const char* kScriptCalls = "/tmp/script-calls";
 constexpr const char* kDataDirectory = "/vorl/disk/AppData/K740";
 constexpr const char* kUnusable = "Failed due to Not a directory or I/O Error\n";
@@ -40,14 +40,10 @@ constexpr std::array<Expected, kSourceKinds> kExpected = {{
 // Puts a script in the place of the gateway's that only notes its arguments, one per line.
 class CreateDBTest : public KindTest {
  protected:
-  CreateDBTest() : realScript_(ReadFile(kScript)), expected_(kExpected[kind_]) { fs::remove(kScriptCalls); }
-  void TearDown() override {
-    PutScript(realScript_);
-    KindTest::TearDown();
-  }
+  CreateDBTest() : expected_(kExpected[kind_]) { fs::remove(kScriptCalls); }
 
-  static void NoteScriptCalls() {
-    PutScript(std::string("#!/bin/sh\nprintf '%s\\n' \"$@\" >>") + kScriptCalls + "\n");
+  void NoteScriptCalls() {
+    script_.emplace(kTableScript, std::string("#!/bin/sh\nprintf '%s\\n' \"$@\" >>") + kScriptCalls + "\n");
   }
 
   Outcome Create() {
@@ -68,15 +64,10 @@ class CreateDBTest : public KindTest {
 
   bool MakesDirectories() const { return !IsMeterKind(kind_); }
 
-  const std::string realScript_;
   const Expected& expected_;
 
  private:
-  static void PutScript(const std::string& text) {
-    fs::remove(kScript);
-    WriteFile(kScript, text);
-    ::chmod(kScript, 0755);
-  }
+  std::optional<StandIn> script_;
 };
 
 TEST_P(CreateDBTest, LeavesADatabaseThatIsThereAlone) {
@@ -109,13 +100,10 @@ TEST_P(CreateDBTest, RunsTheTableScriptWithTheKindsNames) {
 // A shell that notes the command it was given.
 TEST_P(CreateDBTest, TheCommandLineHasTwoBlanksBeforeTheTable) {
   fs::create_directories(kDatabaseDirectory);
-  const fs::path shell = fs::read_symlink("/bin/sh");
-  fs::remove("/bin/sh");
-  WriteFile("/bin/sh", "#!/usr/bin/bash\nprintf '%s' \"$2\" >/tmp/command\n");
-  ::chmod("/bin/sh", 0755);
-  Create();
-  fs::remove("/bin/sh");
-  fs::create_symlink(shell, "/bin/sh");
+  {
+    const StandIn shell("/bin/sh", "#!/usr/bin/bash\nprintf '%s' \"$2\" >/tmp/command\n");
+    Create();
+  }
   EXPECT_EQ(ReadFile("/tmp/command"),
             std::string("/bin/DatabaseInterface.sh --command \"create_table\" --databasepath "
                         "\"/vorl/disk/AppData/K740/DataCollector/Db/\" --database \"") +
@@ -199,7 +187,8 @@ TEST_P(CreateDBTest, TreatsADatabaseDirectoryThatIsAFileAsMissing) {
 
 TEST_P(CreateDBTest, TakesNoNoticeOfTheScriptsResult) {
   fs::create_directories(kDatabaseDirectory);
-  fs::remove(kScript);
+  NoteScriptCalls();
+  fs::remove(kTableScript);
   const Outcome outcome = Create();
   EXPECT_EQ(outcome.out, WholeTrace());
   EXPECT_FALSE(fs::exists(Path(kind_)));

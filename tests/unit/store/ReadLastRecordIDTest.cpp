@@ -98,7 +98,7 @@ TEST_P(RecoveryTest, ADatabaseThatCantBeOpenedLeavesTheNumber) {
             "Can't Connect to database '" + Path(kind_) + "'\nError message: unable to open database file\n");
   EXPECT_EQ(outcome.log, "");
   EXPECT_EQ(Number(kind_), 17);
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Failed);
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::NoTable);
 }
 
 TEST_P(RecoveryTest, AMissingTableFailsAfterTheAttempts) {
@@ -186,6 +186,76 @@ TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryStillFails) {
   EXPECT_EQ(Number(kind_), 0);
   EXPECT_TRUE(Numbers(kind_).empty());
   EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Failed);
+}
+
+// A record must not keep the network thread for as long as the start may wait.
+TEST_P(RecoveryTest, ARepeatedRecoveryWaitsInTheUnitOfTheWriter) {
+  MakeTable(kind_);
+  gRecordNumberRecovery[kind_] = Recovery::Failed;
+  Config(kind_).i32_DatabaseAccessWaitInterval = 1;
+  const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords", function_});
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(outcome.out.find(SleepLines(1)) != std::string::npos, IsMeterKind(kind_)) << outcome.out;
+}
+
+// Nothing can be numbered over: the record fails with the words of its own statements.
+TEST_P(RecoveryTest, WithoutATableARecordFailsAtItsOwnStatements) {
+  fs::create_directories(kDatabaseDirectory);
+  WriteFile(Path(kind_), "");
+  gRecordNumberRecovery[kind_] = Recovery::NoTable;
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(CountOf("can not get total number of records from table '" + Table(kind_) +
+                        "'\nError message:no such table: " + Table(kind_) + "\n",
+                    outcome.out),
+            2U);
+  EXPECT_NE(outcome.out.find("DECREMENTED RECORD NUMBER: 0\n"), std::string::npos);
+  EXPECT_EQ(outcome.log.find("no such table") != std::string::npos, IsMeterKind(kind_)) << outcome.log;
+  EXPECT_EQ(Number(kind_), 0);
+  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::NoTable);
+}
+
+TEST_P(RecoveryTest, WithoutADatabaseARecordFailsWhenItOpensIt) {
+  fs::remove_all("/vorl/disk/AppData/K740");
+  gRecordNumberRecovery[kind_] = Recovery::NoTable;
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_EQ(CountOf("Can't Connect to database '" + Path(kind_) + "'\n", outcome.err), 2U) << outcome.err;
+  EXPECT_EQ(CountOf("Can not connect database energymeter " + word_, outcome.log),
+            IsMeterKind(kind_) ? 3U : 0U);
+  EXPECT_EQ(Number(kind_), 0);
+}
+
+TEST_P(RecoveryTest, ATableThatIsMadeAfterAFailedRecoveryStartsAt1) {
+  fs::create_directories(kDatabaseDirectory);
+  WriteFile(Path(kind_), "");
+  EXPECT_EQ(Silently([&] { return ReadLast(kind_); }), -1);
+  fs::remove(Path(kind_));
+  MakeTable(kind_);
+  Store(kind_, 2);
+  EXPECT_EQ(Numbers(kind_), (std::vector{1, 2}));
+}
+
+// The second call of the script brings back a table with rows, between a recovery that failed and the count.
+TEST_P(RecoveryTest, ATableThatComesBackWithRowsIsNotNumberedFrom1) {
+  MakeTable(kind_);
+  Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
+  fs::copy_file(Path(kind_), "/tmp/table-to-come", fs::copy_options::overwrite_existing);
+  fs::remove_all("/tmp/away");
+  fs::remove("/tmp/called");
+  Config(kind_).i8_DatabaseName.Assign("/tmp/away/Records.db");
+  const StandIn script(kTableScript,
+                       "#!/bin/sh\nif [ -e /tmp/called ]; then mkdir /tmp/away; mv /tmp/table-to-come "
+                       "/tmp/away/Records.db; fi\n>/tmp/called\n");
+  gRecordNumberRecovery[kind_] = Recovery::NoTable;
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
+  EXPECT_EQ(outcome.result, -1);
+  EXPECT_NE(outcome.err.find("The table '" + Table(kind_) + "' has come back with rows"), std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(Number(kind_), 0);
+  Store(kind_, 1);
+  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
 }
 
 // Nobody recovers a kind that is not enabled; a record of it must not wait for ever.

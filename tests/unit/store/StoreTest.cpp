@@ -60,6 +60,17 @@ int Silently(const std::function<int()>& operation) {
   return result;
 }
 
+StandIn::StandIn(const std::string& path, const std::string& text) : path_(path), aside_(path + ".aside") {
+  fs::rename(path_, aside_);
+  WriteFile(path_, text);
+  fs::permissions(path_, fs::perms::owner_all);
+}
+
+StandIn::~StandIn() {
+  std::error_code ignored;
+  fs::rename(aside_, path_, ignored);
+}
+
 std::string Traced(const std::string& file, const std::string& function, const std::string& text) {
   const std::string line = "FILE:" + file + ":LINE:N:FUNCTION:" + function;
   return line + ":START\n" + text + line + ":END\n";

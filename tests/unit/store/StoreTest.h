@@ -36,6 +36,22 @@ struct Outcome {
 };
 Outcome Observe(const std::function<int()>& operation, std::initializer_list<std::string_view> open = {});
 
+// Another program in the place of one of the gateway, as long as it lives.
+class StandIn {
+ public:
+  StandIn(const std::string& path, const std::string& text);
+  ~StandIn();
+  StandIn(const StandIn&) = delete;
+  StandIn(StandIn&&) = delete;
+  StandIn& operator=(const StandIn&) = delete;
+  StandIn& operator=(StandIn&&) = delete;
+
+ private:
+  const std::string path_;
+  const std::string aside_;  // where the real one is meanwhile
+};
+inline constexpr const char* kTableScript = "/bin/DatabaseInterface.sh";
+
 // What a line of the log file leaves in the trace.
 inline constexpr const char* kLogTrace = "<GetTimeStamp>\n";
 
