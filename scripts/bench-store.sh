@@ -7,8 +7,8 @@ set -eu
 cd "${0%/*}/.."
 scripts/install-dependencies.sh --bench
 build=$PWD/build/bench
-cmake --preset bench >/dev/null
-cmake --build --preset bench --target store_bench >/dev/null
+cmake --preset bench >&2
+cmake --build --preset bench --target store_bench >&2
 
 work=$(mktemp -d "$build/store.XXXXXX")
 trap 'rm -rf "$work"' EXIT INT TERM

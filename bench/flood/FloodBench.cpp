@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "flood/WatchedDaemon.h"
 #include "gateway/harness/ChildProcess.h"
 #include "gateway/harness/GatewayConfig.h"
 #include "gateway/harness/Peer.h"
@@ -30,7 +31,6 @@
 namespace datacollector::gateway {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 namespace fs = std::filesystem;
 
 constexpr int kRing = 1000;
@@ -47,11 +47,6 @@ struct Figures {
   double cpuPerRecord;  // microseconds
   double syncsPerRecord;
 };
-
-[[noreturn]] void Fail(const std::string& what) {
-  std::fprintf(stderr, "flood_bench: %s\n", what.c_str());
-  std::exit(EXIT_FAILURE);
-}
 
 // A count that another process keeps; see CountSyncs.cpp.
 std::uint64_t ReadCounter(const fs::path& path) {
@@ -114,10 +109,6 @@ double CpuSeconds(const rusage& usage) {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double SecondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
 // The bare loop: what storing a record costs at least, statement by statement the daemon's own.
 class BareLoop {
  public:
@@ -154,77 +145,11 @@ class BareLoop {
   int number_ = kRing;
 };
 
-// Counts a text in a file that grows.
-class GrowingFile {
- public:
-  explicit GrowingFile(std::string path) : path_(std::move(path)) {}
-
-  std::size_t Count(const std::string& text) {
-    std::ifstream file(path_, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(read_));
-    const std::string added{std::istreambuf_iterator<char>(file), {}};
-    read_ += added.size();
-    std::string window = tail_ + added;
-    std::size_t end = 0;
-    for (std::size_t at = window.find(text); at != std::string::npos; at = window.find(text, end)) {
-      ++count_;
-      end = at + text.size();
-    }
-    tail_ = window.substr(std::max(end, window.size() - std::min(window.size(), text.size() - 1)));
-    return count_;
-  }
-
-  void WaitFor(const std::string& text, std::size_t count) {
-    const Clock::time_point deadline = Clock::now() + std::chrono::minutes(5);
-    while (Count(text) < count) {
-      if (Clock::now() > deadline) {
-        Fail("the daemon did not store all records");
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-  }
-
- private:
-  std::string path_;
-  std::size_t read_ = 0;
-  std::string tail_;
-  std::size_t count_ = 0;
-};
-
-double ProcessCpuSeconds(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string word;
-  for (int field = 1; field < 14; ++field) {
-    file >> word;
-  }
-  double user = 0;
-  double system = 0;
-  file >> user >> system;
-  return (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
-
-std::string PeakMemory(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with("VmHWM:")) {
-      return line.substr(line.find_first_not_of(": \t", 5));
-    }
-  }
-  return "?";
-}
-
 class DaemonUnderFlood {
  public:
   DaemonUnderFlood(const std::string& program, const std::string& preload, fs::path counter)
-      : counter_(std::move(counter)), output_("/tmp/stdout") {
-    ChildProcess::Options options;
-    options.program = program;
-    options.arguments = {"DataCollector"};
-    options.environment = {"LD_PRELOAD=" + preload};
-    options.output = ChildProcess::Output::kToFile;
-    options.outputFile = "/tmp/stdout";
-    process_ = std::make_unique<ChildProcess>(options);
-    GrowingFile("/tmp/stdout").WaitFor("Sleeping for 1000 milliseconds", 1);
+      : counter_(std::move(counter)), output_(kTraceFile) {
+    process_ = StartDaemon(program, preload);
     peer_ = std::make_unique<Peer>();
   }
 
@@ -287,19 +212,6 @@ void InstallConfiguration(const fs::path& folder) {
                   "/vorl/disk/AppData/K740/DataCollector/Db/", folder.string() + "/");
   }
   std::ofstream("/tmp/networkstatus") << "0\n";
-}
-
-std::unique_ptr<ChildProcess> StartBroker() {
-  std::ofstream("/tmp/broker.conf") << "listener 1883 127.0.0.1\nallow_anonymous true\nuser "
-                                       "root\nmax_queued_messages 0\nset_tcp_nodelay true\n";
-  ChildProcess::Options options;
-  options.program = "/usr/sbin/mosquitto";
-  options.arguments = {"mosquitto", "-c", "/tmp/broker.conf"};
-  auto broker = std::make_unique<ChildProcess>(options);
-  if (!broker->Err().WaitFor("running", 0)) {
-    Fail("the broker does not start");
-  }
-  return broker;
 }
 
 void PrintRow(const char* name, const Figures& figures, const std::string& memory) {
