@@ -30,8 +30,8 @@ namespace {
 
 constexpr const char* kOutputFile = "/tmp/signal-output";
 
-// What the process may take to end, and as much again for a loaded machine.
-constexpr std::chrono::milliseconds kEndWithin{2000};
+// Far more than the process may take: how long it does take is tested with the whole daemon.
+constexpr std::chrono::milliseconds kEndWithin{10000};
 
 // A process that runs `body` after it has installed the handlers, and then waits for its signals.
 class SignalledProcess {
