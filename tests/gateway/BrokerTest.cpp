@@ -5,6 +5,7 @@
 
 #include "gateway/harness/Gateway.h"
 #include "gateway/harness/Golden.h"
+#include "gateway/harness/Impostor.h"
 
 namespace datacollector::gateway {
 namespace {
@@ -58,6 +59,31 @@ TEST_F(BrokerTest, AfterItsReturnTheTopicsAreSubscribedAgainAndRecordsFlow) {
   Store(RS485);
   WaitUntilUpdated(AIO, 1);
   WaitUntilUpdated(RS485, 1);
+}
+
+// Nonsense from whoever answers on the broker's port ends the library's network thread.
+TEST_F(BrokerTest, AMalformedPacketDoesNotEndTheConnectionForGood) {
+  constexpr const char* kSaid = "The network thread had ended; starting it again: No error.";
+  Launch();
+  WaitUntilSubscribed();
+  WaitUntilInLoop();
+  const auto topics = static_cast<std::size_t>(config.SubscribedTopics());
+  broker.Kill();
+  {
+    const Impostor impostor;
+    const Impostor::Bytes accepted = {0x20, 0x02, 0x00, 0x00};
+    const Impostor::Bytes malformed = {0xf0, 0x00};
+    ASSERT_TRUE(impostor.Answer({accepted, malformed}));
+  }
+  ASSERT_TRUE(Err().WaitFor(std::string(kSaid) + "\n"));
+  EXPECT_TRUE(log.WaitFor(kSaid));
+  broker.Start();
+  ASSERT_TRUE(Out().WaitForCount("Subscribed (mid: ", 2 * topics));
+  source = std::make_unique<Peer>();
+  httpSendApp = std::make_unique<HttpSendApp>();
+  Store(AIO);
+  WaitUntilUpdated(AIO, 1);
+  EXPECT_EQ(Err().Count(kSaid), 1U) << Err().All();
 }
 
 TEST_F(BrokerTest, WhatIsRefusedWhileTheBrokerIsAwayIsNotSentLaterAsWell) {

@@ -23,6 +23,16 @@ using StartUpTest = Gateway;
 // sleep of the main loop.
 constexpr int kRecoveryIsFarAway = 60000;
 
+// In every round of the main loop.
+constexpr const char* kRound = "ui8_WRMinute = ";
+
+// In every round, for a meter of a line that is enabled.
+std::string AfterWindow(const std::string& kind, int meter, int line) {
+  const std::string place = "[" + std::to_string(meter) + "][" + std::to_string(line) + "]";
+  return "DBWriteFlags.gui8_" + kind + "WriteRecordsAfterPeriodicMinute" + place +
+         " = 0, DBWriteFlags.gui8_" + kind + "WriteRecordsWithinPeriodicMinute" + place + " = 0\n";
+}
+
 TEST_F(StartUpTest, AFirstStartPrintsItsTextsInOrder) {
   Start();
   WaitForLoopRounds(1);
@@ -143,6 +153,42 @@ TEST_F(StartUpTest, WithoutItsSourcesFileItStillBecomesTheDaemon) {
   for (const SourceKind kind : kAllKinds) {
     EXPECT_TRUE(fs::exists(DatabaseOf(kind))) << FactsOf(kind).name;
   }
+}
+
+// The forwarding thread prints it as well, but not before a message has opened the send gate.
+constexpr const char* kNoSleep = "Sleeping for 0 milliseconds\n";
+
+TEST_F(StartUpTest, WithoutAnIntervalItSleepsOnceAllTheSameBeforeItsForwardingThread) {
+  config.LoopInterval(0);
+  Launch();
+  WaitUntilInLoop();
+  EXPECT_TRUE(ComesInOrder(
+      Out().All(), {"cfg.quiet : 0\n", "slptm.tv_sec = 0\n", "slptm.tv_nsec = 0\n", kNoSleep,
+                    "############### creating thread#####################\n", "ui8_WRMinute = {}\n"}));
+  EXPECT_EQ(Out().Count(kNoSleep), 1U);
+}
+
+TEST_F(StartUpTest, WithoutAnIntervalRoundsFollowEachOtherWithoutSleeping) {
+  config.LoopInterval(0);
+  Launch();
+  const auto first = Out().WaitFor(kRound);
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(Out().WaitForCount(kRound, 2, *first));
+  EXPECT_EQ(Out().Count(kNoSleep, *first), 0U);
+}
+
+// The loop looks at as many lines as the configuration counts, from its first round on.
+TEST_F(StartUpTest, TheLoopLooksAtTheLinesThatTheConfigurationCounts) {
+  Launch();
+  const auto first = Out().WaitFor(kRound);
+  ASSERT_TRUE(first);
+  const auto second = Out().WaitFor(kRound, *first);
+  ASSERT_TRUE(second);
+  EXPECT_TRUE(
+      ComesInOrder(Out().Since(*first),
+                   {"Inside loop\n", "Inside case RS232Line1\n", "Inside case RS232Line1 enable flag\n",
+                    AfterWindow("RS485", 0, 0), AfterWindow("RS485", 3, 1), AfterWindow("RS232", 0, 0),
+                    AfterWindow("SNMP", 0, 0), "ui8_WRMinute = {}\n"}));
 }
 
 TEST_F(StartUpTest, AnApplicationDataFolderThatIsAFileMakesNoDatabases) {

@@ -8,10 +8,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace datacollector::gateway {
@@ -25,6 +27,20 @@ std::vector<char*> PointersTo(std::vector<std::string>& texts) {
   }
   pointers.push_back(nullptr);
   return pointers;
+}
+
+// The test's own environment, but for the variables that `others` have a value of their own for.
+std::vector<std::string> EnvironmentWith(const std::vector<std::string>& others) {
+  std::vector<std::string> variables = others;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string_view own = *variable;
+    const std::string_view name = own.substr(0, own.find('=') + 1);
+    if (std::none_of(others.begin(), others.end(),
+                     [name](const std::string& other) { return other.starts_with(name); })) {
+      variables.emplace_back(own);
+    }
+  }
+  return variables;
 }
 
 struct Pipe {
@@ -110,11 +126,7 @@ void ChildProcess::Start(const Options& options, int outTarget, int errTarget) {
   ::posix_spawn_file_actions_adddup2(&actions, errTarget, STDERR_FILENO);
 
   std::vector<std::string> arguments = options.arguments;
-  std::vector<std::string> variables;
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    variables.emplace_back(*variable);
-  }
-  variables.insert(variables.end(), options.environment.begin(), options.environment.end());
+  std::vector<std::string> variables = EnvironmentWith(options.environment);
 
   const int error = ::posix_spawn(&pid_, options.program.c_str(), &actions, nullptr,
                                   PointersTo(arguments).data(), PointersTo(variables).data());

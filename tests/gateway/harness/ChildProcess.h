@@ -42,7 +42,7 @@ class ChildProcess {
   struct Options {
     std::string program;                     // path of the executable
     std::vector<std::string> arguments;      // argv, the name of the program included
-    std::vector<std::string> environment{};  // "NAME=value", in addition to the test's own
+    std::vector<std::string> environment{};  // "NAME=value", beside or in place of the test's own
     Output output = Output::kCollected;
     std::string outputFile{};  // for kToFile
   };

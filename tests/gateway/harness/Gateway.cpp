@@ -62,8 +62,11 @@ void Gateway::Launch(ChildProcess::Output output) {
   }
   ++launches_;
   config.Install();
-  daemon = std::make_unique<ChildProcess>(ChildProcess::Options{
-      .program = kDaemon, .arguments = {"DataCollector"}, .output = output, .outputFile = "/tmp/stdout.txt"});
+  daemon = std::make_unique<ChildProcess>(ChildProcess::Options{.program = kDaemon,
+                                                                .arguments = {"DataCollector"},
+                                                                .environment = environment,
+                                                                .output = output,
+                                                                .outputFile = "/tmp/stdout.txt"});
 }
 
 void Gateway::Start(HttpSendApp::Answer answer) {

@@ -74,6 +74,7 @@ class Gateway : public testing::Test {
   void WaitForLoopRounds(std::size_t rounds) const;
 
   GatewayConfig config;
+  std::vector<std::string> environment;  // of the daemon, "NAME=value", beside the test's own
   LogFile log;
   Broker broker;
   std::unique_ptr<ChildProcess> daemon;

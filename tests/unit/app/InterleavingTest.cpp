@@ -1,0 +1,225 @@
+// What another thread does between two steps of the forwarding thread or of a retry timer.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <utility>
+
+#include "app/ForwardingThread.h"
+#include "app/RetryTimers.h"
+#include "app/ground/Flags.h"
+#include "app/ground/GenericFunctions.h"
+#include "app/ground/MainState.h"
+#include "mqtt/ClientConfig.h"
+#include "support/CaptureOutput.h"
+#include "support/ConnectedClient.h"
+#include "support/ExampleGateway.h"
+#include "support/LocalBroker.h"
+#include "support/Texts.h"
+#include "unit/app/HurriedSleeps.h"
+
+namespace datacollector {
+namespace {
+
+// What happens, once, behind the calling thread's next reading of a kind's release time or of the clock.
+struct Meanwhile {
+  const ReleaseTime* releaseTime;
+  std::function<void()> afterReleaseTime;
+  std::function<void(const timespec& now)> afterClock;
+};
+thread_local Meanwhile meanwhile;
+
+}  // namespace
+
+// The linker leads all calls of these two through this file, see tests/CMakeLists.txt.
+double RealSeconds(const ReleaseTime& time) asm("__real__ZNK13datacollector11ReleaseTime7SecondsEv");
+double WrappedSeconds(const ReleaseTime& time) asm("__wrap__ZNK13datacollector11ReleaseTime7SecondsEv");
+double WrappedSeconds(const ReleaseTime& time) {
+  const double seconds = RealSeconds(time);
+  if (meanwhile.afterReleaseTime && &time == meanwhile.releaseTime) {
+    std::exchange(meanwhile.afterReleaseTime, nullptr)();
+  }
+  return seconds;
+}
+
+ClockReading RealClock(ClockSource clock) asm(
+    "__real__ZN13datacollector18TakeMonotonicClockEPFiiP8timespecE");
+ClockReading WrappedClock(ClockSource clock) asm(
+    "__wrap__ZN13datacollector18TakeMonotonicClockEPFiiP8timespecE");
+ClockReading WrappedClock(ClockSource clock) {
+  const ClockReading reading = RealClock(clock);
+  if (meanwhile.afterClock) {
+    std::exchange(meanwhile.afterClock, nullptr)(reading.now);
+  }
+  return reading;
+}
+
+namespace {
+
+struct TimerOf {
+  void (*run)();
+  SourceKind watched;
+};
+constexpr std::array<TimerOf, kSourceKinds> kTimers = {{{SetAIDBRetryFlag, AIO},
+                                                        {SetDIDBRetryFlag, DIO},
+                                                        {SetTemperatureDBRetryFlag, TEMPERATURE},
+                                                        {SetRS485DBRetryFlag, RS485},
+                                                        {SetRS232DBRetryFlag, RS485},
+                                                        {SetSNMPDBRetryFlag, RS485}}};
+constexpr std::uint32_t kLongAgo = 3600;
+
+class Interleaving : public ExampleGateway {
+ protected:
+  // RS-485 with one line, so that each kind has one timer.
+  explicit Interleaving(SourceKind kind) : kind_(kind) {
+    gMainState.DataCollectorSourcesConfig.i32_DataSourcesRS485EnableFlags[RS485Line2][0] = 0;
+  }
+  ~Interleaving() override { meanwhile = {}; }
+
+  // The last record of the kind that the timer watches left long ago and was confirmed.
+  void LetTheLastOneBeConfirmed() const {
+    watched_.gui8_SendUnsentDCDBRecord = 1;
+    watched_.gui8_FirstDCDBRecordSent = 1;
+    watched_.gui32_LastDCDBRecordSentTime = now_ - kLongAgo;
+    retry_ = 0;
+  }
+
+  // The next one leaves, as the forwarding thread announces it.
+  void Announce(std::uint32_t now) const {
+    watched_.gui32_LastDCDBRecordSentTime = now;
+    watched_.gui8_SendUnsentDCDBRecord = 0;
+  }
+
+  const SourceKind kind_;
+  const std::uint32_t now_ = static_cast<std::uint32_t>(TakeMonotonicClock().now.tv_sec);
+  KindSendFlags& watched_ = CloudConnectSendFlags[kTimers[kind_].watched];
+  ByteFlag& retry_ = CloudConnectSendFlags[kind_].gui8_SendDCDBRecordRetryFlags;
+};
+
+class EachKindInterleaving : public Interleaving, public ::testing::WithParamInterface<SourceKind> {
+ protected:
+  EachKindInterleaving() : Interleaving(GetParam()) {}
+};
+
+// Has the calling thread do something else for a moment, at any place that it has got to. What it does may
+// touch atomics only.
+class Interruption {
+ public:
+  explicit Interruption(std::function<void()> act) {
+    act_ = std::move(act);
+    struct sigaction action {};
+    action.sa_handler = [](int /*signal*/) {
+      act_();
+      pending_ = false;
+    };
+    action.sa_flags = SA_RESTART;
+    EXPECT_EQ(::sigaction(SIGUSR2, &action, &before_), 0);
+    sigevent toThisThread{};
+    toThisThread.sigev_notify = SIGEV_THREAD_ID;
+    toThisThread.sigev_signo = SIGUSR2;
+    toThisThread._sigev_un._tid = ::gettid();
+    EXPECT_EQ(::timer_create(CLOCK_MONOTONIC, &toThisThread, &timer_), 0);
+  }
+  ~Interruption() {
+    ::timer_delete(timer_);
+    ::sigaction(SIGUSR2, &before_, nullptr);
+  }
+  Interruption(const Interruption&) = delete;
+  Interruption(Interruption&&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+  Interruption& operator=(Interruption&&) = delete;
+
+  void In(long nanoseconds) {
+    pending_ = true;
+    const itimerspec once{{0, 0}, {0, nanoseconds}};
+    EXPECT_EQ(::timer_settime(timer_, 0, &once, nullptr), 0);
+  }
+  static void Await() {
+    while (pending_) {
+    }
+  }
+
+ private:
+  static inline std::function<void()> act_;
+  static inline std::atomic<bool> pending_ = false;
+  struct sigaction before_ {};
+  timer_t timer_{};
+};
+
+class TimerInterleaving : public Interleaving {
+ protected:
+  TimerInterleaving() : Interleaving(AIO) {}
+};
+
+// A kind that was not due is released just behind the look at its release time: it is due by that, and the
+// release counts as one that came later.
+TEST_P(EachKindInterleaving, AReleaseBehindTheLookAtItsTimeStaysInForceForTheNextRecord) {
+  WriteFile("/tmp/networkstatus", "1");
+  MakeAllTables();
+  AddRow(kind_, 5);
+  AddRow(kind_, 6);
+  for (KindSendFlags& flags : CloudConnectSendFlags) {
+    flags.gui8_FirstDCDBRecordSent = 1;
+  }
+  gi32_HTTPThreadSendFlag = 1;
+  KindSendFlags& flags = CloudConnectSendFlags[kind_];
+  flags.gf64_SendDCDBRecordFlagSetTime.Set(10, 0);
+  meanwhile.releaseTime = &flags.gf64_SendDCDBRecordFlagSetTime;
+  meanwhile.afterReleaseTime = [&flags] {
+    flags.gui8_SendUnsentDCDBRecord = 1;
+    flags.gf64_SendDCDBRecordFlagSetTime.Set(20, 0);
+    flags.gui8_SendDCDBRecordFlags = 1;
+  };
+  const LocalBroker broker;
+  const ConnectedClient client(gClientConfig);
+  CapturedOutput output;
+  {
+    const HurriedSleeps hurry;
+    RunForwardingRound();
+  }
+  output.Out();
+  EXPECT_EQ(flags.gi32_LastSentDCDBRecordNum, 5);
+  EXPECT_EQ(int{flags.gui8_SendDCDBRecordFlags}, 1);
+}
+
+// Behind the clock, in the next second: against the time that was read the record would be 2^32 seconds old.
+TEST_P(EachKindInterleaving, ARecordThatLeavesBehindTheReadingOfTheClockIsNotTakenForAnOldOne) {
+  LetTheLastOneBeConfirmed();
+  meanwhile.afterClock = [this](const timespec& now) {
+    Announce(static_cast<std::uint32_t>(now.tv_sec) + 1);
+  };
+  CapturedOutput output;
+  kTimers[kind_].run();
+  output.Out();
+  EXPECT_FALSE(meanwhile.afterClock);
+  EXPECT_EQ(int{retry_}, 0);
+}
+
+// At any moment: over and over, with an announcement that interrupts the timer a bit later each time.
+TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOne) {
+  constexpr int kRuns = 10000;
+  constexpr int kLongest = 50000;  // nanoseconds, longer than the timer runs
+  constexpr int kStep = 37;
+  Interruption interruption([this] { Announce(now_); });
+  int retries = 0;
+  CapturedOutput output;
+  for (int next = 1; next <= kRuns; ++next) {
+    LetTheLastOneBeConfirmed();
+    interruption.In(next * kStep % kLongest + 1);
+    kTimers[kind_].run();
+    interruption.Await();
+    retries += retry_;
+  }
+  output.Out();
+  EXPECT_EQ(retries, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, EachKindInterleaving, ::testing::ValuesIn(kAllKinds), KindName());
+
+}  // namespace
+}  // namespace datacollector
