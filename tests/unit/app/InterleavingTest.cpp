@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
@@ -26,10 +27,11 @@
 namespace datacollector {
 namespace {
 
-// What happens, once, behind the calling thread's next reading of a kind's release time or of the clock.
+// What happens, once, around the calling thread's next reading of a kind's release time or of the clock.
 struct Meanwhile {
   const ReleaseTime* releaseTime;
   std::function<void()> afterReleaseTime;
+  std::function<void()> beforeClock;
   std::function<void(const timespec& now)> afterClock;
 };
 thread_local Meanwhile meanwhile;
@@ -52,6 +54,9 @@ ClockReading RealClock(ClockSource clock) asm(
 ClockReading WrappedClock(ClockSource clock) asm(
     "__wrap__ZN13datacollector18TakeMonotonicClockEPFiiP8timespecE");
 ClockReading WrappedClock(ClockSource clock) {
+  if (meanwhile.beforeClock) {
+    std::exchange(meanwhile.beforeClock, nullptr)();
+  }
   const ClockReading reading = RealClock(clock);
   if (meanwhile.afterClock) {
     std::exchange(meanwhile.afterClock, nullptr)(reading.now);
@@ -139,6 +144,7 @@ class Interruption {
     const itimerspec once{{0, 0}, {0, nanoseconds}};
     EXPECT_EQ(::timer_settime(timer_, 0, &once, nullptr), 0);
   }
+  static bool IsPending() { return pending_; }
   static void Await() {
     while (pending_) {
     }
@@ -153,7 +159,9 @@ class Interruption {
 
 class TimerInterleaving : public Interleaving {
  protected:
-  TimerInterleaving() : Interleaving(AIO) {}
+  TimerInterleaving() : Interleaving(AIO) {
+    gMainState.DataCollectorSourcesConfig.i32_DataSourcesPublishInterval[AIO][0] = kLongAgo;
+  }
 };
 
 // A kind that was not due is released just behind the look at its release time: it is due by that, and the
@@ -200,23 +208,33 @@ TEST_P(EachKindInterleaving, ARecordThatLeavesBehindTheReadingOfTheClockIsNotTak
   EXPECT_EQ(int{retry_}, 0);
 }
 
-// At any moment: over and over, with an announcement that interrupts the timer a bit later each time.
+// At any moment: over and over, with an announcement that interrupts the timer. It reads the clock last; so
+// the interruption comes later when it was there before the clock was read, else sooner, and keeps hitting
+// the place where the flags are read.
 TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOne) {
   constexpr int kRuns = 10000;
-  constexpr int kLongest = 50000;  // nanoseconds, longer than the timer runs
-  constexpr int kStep = 37;
-  Interruption interruption([this] { Announce(now_); });
+  constexpr long kStep = 20;  // nanoseconds
+  long delay = 1000;
+  int before = 0;
   int retries = 0;
+  Interruption interruption([this] { Announce(now_); });
   CapturedOutput output;
-  for (int next = 1; next <= kRuns; ++next) {
+  for (int run = 0; run < kRuns; ++run) {
     LetTheLastOneBeConfirmed();
-    interruption.In(next * kStep % kLongest + 1);
+    meanwhile.beforeClock = [&] {
+      const bool early = !Interruption::IsPending();
+      before += early ? 1 : 0;
+      delay = std::max(delay + (early ? kStep : -kStep), 1L);
+    };
+    interruption.In(delay);
     kTimers[kind_].run();
-    interruption.Await();
+    Interruption::Await();
     retries += retry_;
   }
   output.Out();
   EXPECT_EQ(retries, 0);
+  EXPECT_GT(before, 0);
+  EXPECT_LT(before, kRuns);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EachKindInterleaving, ::testing::ValuesIn(kAllKinds), KindName());

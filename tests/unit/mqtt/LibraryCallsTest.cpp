@@ -85,14 +85,6 @@ TEST_F(LibraryCalls, AConnectionLeavesTheLibraryAsItIsUntilItsEnd) {
   EXPECT_EQ(cleanups, 1);
 }
 
-TEST_F(LibraryCalls, AClientThatCannotBeMadeCleansTheLibraryUpOnce) {
-  cfg_->id = CopyText("");
-  CapturedOutput output;
-  EXPECT_EQ(mosquitto_client_init(*cfg_), 1);
-  EXPECT_EQ(initialisations, 1);
-  EXPECT_EQ(cleanups, 1);
-}
-
 struct ProcessName {
   pid_t process;
   const char* identifier;  // in front of the host's name
