@@ -12,6 +12,6 @@ cmake --build --preset bench --target DataCollector flood_bench count_syncs >&2
 
 work=$(mktemp -d "$build/flood.XXXXXX")
 trap 'rm -rf "$work"' EXIT INT TERM
-counter=$build/bench/flood/libcount_syncs.so
+counter=$build/bench/daemon/libcount_syncs.so
 DATACOLLECTOR_BUILD_DIRS=$build DATACOLLECTOR_KEEP=$work SYNC_COUNT_FILE=$work/bare.syncs LD_PRELOAD=$counter \
-  scripts/private-root.sh "$build/bench/flood/flood_bench" "$build/DataCollector" "$counter" "$@"
+  scripts/private-root.sh "$build/bench/daemon/flood_bench" "$build/DataCollector" "$counter" "$@"

@@ -9,4 +9,4 @@ scripts/install-dependencies.sh --bench
 build=$PWD/build/bench
 cmake --preset bench >&2
 cmake --build --preset bench --target DataCollector pace_bench >&2
-DATACOLLECTOR_BUILD_DIRS=$build scripts/private-root.sh "$build/bench/flood/pace_bench" "$build/DataCollector" "$@"
+DATACOLLECTOR_BUILD_DIRS=$build scripts/private-root.sh "$build/bench/daemon/pace_bench" "$build/DataCollector" "$@"

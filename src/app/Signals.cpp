@@ -197,13 +197,14 @@ void InstallSignalHandlers(SignalInstaller install) {
     }
     return;
   }
-  // This thread and every later one leave the ending to the signal thread. SIGBUS stays open everywhere: a
-  // memory fault in a thread that blocks it would end the process without a word.
+  // This thread and every later one leave the ending to the signal thread, and nothing else: SIGBUS must be
+  // open everywhere, whatever the daemon's parent has blocked, because a memory fault in a thread that blocks
+  // it would end the process without a word.
   sigset_t left;
   ::sigemptyset(&left);
   ::sigaddset(&left, SIGINT);
   ::sigaddset(&left, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &left, nullptr);
+  ::pthread_sigmask(SIG_SETMASK, &left, nullptr);
   for (const SignalRow& row : kSignals) {
     InstallOne(row, install);
   }

@@ -50,8 +50,8 @@ struct ClientConfig {
   // publish: the library would keep a message that it can't send and deliver it later, a second time.
   std::atomic<bool> connected;
 
-  // The kernel's id of the network thread, 0 before its first lost connection. Written by the network thread,
-  // read by the main thread.
+  // The kernel's id of the network thread, 0 until it has lost a connection. Written by the network thread
+  // and, once that has ended, by the main thread, which reads it.
   std::atomic<pid_t> networkThread;
 
   bool debug;

@@ -11,8 +11,7 @@ namespace datacollector {
 
 // Each reads the record number of the newest row into `recordNumber` (0 for an empty table) and returns 0, or
 // leaves it and returns -1 when the table can't be read. Either outcome is announced in
-// gRecordNumberRecovery, where the writers wait for it. Main thread at start; MQTT network thread when a
-// failed one is repeated.
+// gRecordNumberRecovery, where the writers wait for it. Main thread, at start.
 int ReadLastAIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastDIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastTemperatureRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);

@@ -1,11 +1,9 @@
 // What another thread does between two steps of the forwarding thread or of a retry timer.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -23,6 +21,7 @@
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
 #include "unit/app/HurriedSleeps.h"
+#include "unit/app/ThreadAlarm.h"
 
 namespace datacollector {
 namespace {
@@ -115,34 +114,11 @@ class EachKindInterleaving : public Interleaving, public ::testing::WithParamInt
 // touch atomics only.
 class Interruption {
  public:
-  explicit Interruption(std::function<void()> act) {
-    act_ = std::move(act);
-    struct sigaction action {};
-    action.sa_handler = [](int /*signal*/) {
-      act_();
-      pending_ = false;
-    };
-    action.sa_flags = SA_RESTART;
-    EXPECT_EQ(::sigaction(SIGUSR2, &action, &before_), 0);
-    sigevent toThisThread{};
-    toThisThread.sigev_notify = SIGEV_THREAD_ID;
-    toThisThread.sigev_signo = SIGUSR2;
-    toThisThread._sigev_un._tid = ::gettid();
-    EXPECT_EQ(::timer_create(CLOCK_MONOTONIC, &toThisThread, &timer_), 0);
-  }
-  ~Interruption() {
-    ::timer_delete(timer_);
-    ::sigaction(SIGUSR2, &before_, nullptr);
-  }
-  Interruption(const Interruption&) = delete;
-  Interruption(Interruption&&) = delete;
-  Interruption& operator=(const Interruption&) = delete;
-  Interruption& operator=(Interruption&&) = delete;
+  explicit Interruption(std::function<void()> act) { act_ = std::move(act); }
 
   void In(long nanoseconds) {
     pending_ = true;
-    const itimerspec once{{0, 0}, {0, nanoseconds}};
-    EXPECT_EQ(::timer_settime(timer_, 0, &once, nullptr), 0);
+    alarm_.In(nanoseconds, 0);
   }
   static bool IsPending() { return pending_; }
   static void Await() {
@@ -153,8 +129,11 @@ class Interruption {
  private:
   static inline std::function<void()> act_;
   static inline std::atomic<bool> pending_ = false;
-  struct sigaction before_ {};
-  timer_t timer_{};
+
+  const ThreadAlarm alarm_{[](int /*signal*/) {
+    act_();
+    pending_ = false;
+  }};
 };
 
 class TimerInterleaving : public Interleaving {

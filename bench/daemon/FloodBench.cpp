@@ -23,7 +23,7 @@
 #include <thread>
 #include <vector>
 
-#include "flood/WatchedDaemon.h"
+#include "daemon/WatchedDaemon.h"
 #include "gateway/harness/ChildProcess.h"
 #include "gateway/harness/GatewayConfig.h"
 #include "gateway/harness/Peer.h"

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <thread>
 
-#include "flood/WatchedDaemon.h"
+#include "daemon/WatchedDaemon.h"
 #include "gateway/harness/GatewayConfig.h"
 #include "gateway/harness/HttpSendApp.h"
 #include "gateway/harness/Peer.h"

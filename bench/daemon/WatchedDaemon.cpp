@@ -1,4 +1,4 @@
-#include "flood/WatchedDaemon.h"
+#include "daemon/WatchedDaemon.h"
 
 #include <unistd.h>
 
