@@ -102,6 +102,8 @@ TEST(HarnessTest, ATextWithoutALineEndIsOneOfItsOwn) {
   EXPECT_EQ(TextsOf("AIDBRecord number 3 publishingnext\n"),
             (Texts{"AIDBRecord number 3 publishing", "next\n"}));
   EXPECT_EQ(TextsOf("AIDBRecord number 3 publishing\n"), (Texts{"AIDBRecord number 3 publishing\n"}));
+  EXPECT_EQ(TextsOf("\n\n *** PeriodicMinute[AIO]=1 ******** \n\n next\n"),
+            (Texts{"\n", "\n", " *** PeriodicMinute[AIO]=1 ******** \n", "\n", "next\n"}));
 }
 
 TEST(HarnessTest, TheConfigurationTakesOverrides) {

@@ -51,7 +51,11 @@ bool IsBlank(const std::string& text) { return text == "\n" || text == " \n"; }
 
 }  // namespace
 
-Texts TextsOf(std::string_view transcript) {
+Texts TextsOf(std::string_view printed) {
+  // The one text that ends with the beginning of a line: what comes next is a text of its own.
+  static const std::regex kWindowText(R"((PeriodicMinute\[AIO\]=\d \*{8} \n\n) )");
+  const std::string lines = std::regex_replace(std::string(printed), kWindowText, "$1");
+  std::string_view transcript = lines;
   Texts texts;
   while (!transcript.empty()) {
     const std::size_t end = transcript.find('\n');

@@ -32,6 +32,7 @@ namespace {
 thread_local int copyAnswer = 0;
 thread_local int publishAnswer = 0;
 thread_local int creationError = 0;
+thread_local int threadAnswer = 0;
 thread_local bool clockFails = false;
 
 template <typename Function>
@@ -65,6 +66,10 @@ mosquitto* mosquitto_new(const char* id, bool cleanSession, void* object) {
   return Real<mosquitto*(const char*, bool, void*)>("mosquitto_new")(id, cleanSession, object);
 }
 
+int mosquitto_loop_start(mosquitto* client) {
+  return threadAnswer != 0 ? threadAnswer : Real<int(mosquitto*)>("mosquitto_loop_start")(client);
+}
+
 int clock_gettime(clockid_t clock, timespec* now) noexcept {
   if (clockFails) {
     errno = EINVAL;
@@ -83,6 +88,7 @@ class LibraryFailures : public ExampleGateway {
     copyAnswer = 0;
     publishAnswer = 0;
     creationError = 0;
+    threadAnswer = 0;
     clockFails = false;
   }
 
@@ -122,13 +128,16 @@ TEST_F(LibraryFailures, AClientThatHasNoMemoryEndsTheStart) {
   EXPECT_EQ(output.Err(), "Error: Out of memory.\n");
 }
 
-TEST_F(LibraryFailures, ASecondNetworkThreadIsAFailedAttempt) {
+TEST_F(LibraryFailures, ANetworkThreadThatCannotBeStartedIsAFailedAttempt) {
   const LocalBroker broker;
-  const ConnectedClient client(*cfg_);
+  client_config_init(*cfg_);
   CapturedOutput output;
+  ASSERT_EQ(mosquitto_client_init(*cfg_), 0);
+  threadAnswer = MOSQ_ERR_NOT_SUPPORTED;
   EXPECT_EQ(mosquitto_client_connect(*cfg_), 1);
   EXPECT_EQ(output.Err(), std::string("The network thread can't be started (") +
-                              mosquitto_strerror(MOSQ_ERR_INVAL) + ").\n");
+                              mosquitto_strerror(MOSQ_ERR_NOT_SUPPORTED) + ").\n");
+  mosquitto_client_cleanup(*cfg_);
 }
 
 class CopyFailures : public LibraryFailures {
