@@ -8,6 +8,25 @@
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
+#include <utility>
+
+namespace {
+
+thread_local datacollector::LockHolder* awaited = nullptr;  // by the calling thread's next pause
+
+}  // namespace
+
+// Stands in front of the system's own in this program; SQLite calls it between two looks at a lock.
+extern "C" int usleep(useconds_t microseconds) {
+  if (awaited != nullptr) {
+    std::exchange(awaited, nullptr)->Release();
+    return 0;
+  }
+  const timespec pause{static_cast<time_t>(microseconds / 1'000'000),
+                       static_cast<long>(microseconds % 1'000'000 * 1'000)};
+  return ::nanosleep(&pause, nullptr);
+}
 
 namespace datacollector {
 namespace {
@@ -23,8 +42,7 @@ const char* StatementFor(LockHolder::Lock lock) {
   }
 }
 
-[[noreturn]] void HoldInChild(const char* path, LockHolder::Lock lock, int milliseconds, int release,
-                              int held) {
+[[noreturn]] void HoldInChild(const char* path, LockHolder::Lock lock, int release, int held) {
   sqlite3* handle = nullptr;
   const bool locked = sqlite3_open_v2(path, &handle, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
                       sqlite3_exec(handle, StatementFor(lock), nullptr, nullptr, nullptr) == SQLITE_OK;
@@ -33,28 +51,22 @@ const char* StatementFor(LockHolder::Lock lock) {
     ::_exit(1);
   }
   pollfd wish{release, POLLIN, 0};
-  ::poll(&wish, 1, milliseconds);
+  ::poll(&wish, 1, -1);
   sqlite3_close(handle);
   ::_exit(0);
 }
 
 }  // namespace
 
-LockHolder::LockHolder(const std::string& path, Lock lock) { Start(path, lock, -1); }
-
-LockHolder::LockHolder(const std::string& path, Lock lock, std::chrono::milliseconds time) {
-  Start(path, lock, static_cast<int>(time.count()));
-}
-
-void LockHolder::Start(const std::string& path, Lock lock, int milliseconds) {
+LockHolder::LockHolder(const std::string& path, Lock lock) {
   std::array<int, 2> release{};
   std::array<int, 2> held{};
-  ASSERT_EQ(::pipe2(release.data(), O_CLOEXEC), 0);
-  ASSERT_EQ(::pipe2(held.data(), O_CLOEXEC), 0);
+  EXPECT_EQ(::pipe2(release.data(), O_CLOEXEC), 0);
+  EXPECT_EQ(::pipe2(held.data(), O_CLOEXEC), 0);
   child_ = ::fork();
   if (child_ == 0) {
     ::close(release[1]);
-    HoldInChild(path.c_str(), lock, milliseconds, release[0], held[1]);
+    HoldInChild(path.c_str(), lock, release[0], held[1]);
   }
   ::close(release[0]);
   ::close(held[1]);
@@ -71,6 +83,11 @@ void LockHolder::Release() {
     ::waitpid(child_, nullptr, 0);
     child_ = -1;
   }
+  if (awaited == this) {
+    awaited = nullptr;
+  }
 }
+
+void LockHolder::ReleaseAtTheFirstPause() { awaited = this; }
 
 }  // namespace datacollector

@@ -3,12 +3,11 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <string>
 
 namespace datacollector {
 
-// The lock is held when the constructor returns, until Release or for a given time.
+// The lock is held when the constructor returns, until Release.
 class LockHolder {
  public:
   enum class Lock {
@@ -18,7 +17,6 @@ class LockHolder {
   };
 
   LockHolder(const std::string& path, Lock lock);
-  LockHolder(const std::string& path, Lock lock, std::chrono::milliseconds time);
   ~LockHolder() { Release(); }
   LockHolder(const LockHolder&) = delete;
   LockHolder(LockHolder&&) = delete;
@@ -27,9 +25,11 @@ class LockHolder {
 
   void Release();
 
- private:
-  void Start(const std::string& path, Lock lock, int milliseconds);
+  // Releases when SQLite, on the calling thread, first pauses because of a lock: a short lock on a machine of
+  // any speed.
+  void ReleaseAtTheFirstPause();
 
+ private:
   pid_t child_ = -1;
   int release_ = -1;  // closing it makes the child let go
 };

@@ -179,7 +179,8 @@ TEST_P(UpdateTest, AShortLockCostsNoAttempt) {
   MakeRows();
   Outcome outcome;
   {
-    const LockHolder writer(Path(kind_), LockHolder::Lock::Exclusive, std::chrono::milliseconds(20));
+    LockHolder writer(Path(kind_), LockHolder::Lock::Exclusive);
+    writer.ReleaseAtTheFirstPause();
     outcome = UpdateOne();
   }
   EXPECT_EQ(outcome.result, 0);

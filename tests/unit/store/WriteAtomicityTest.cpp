@@ -178,7 +178,8 @@ TEST_P(AtomicityTest, MakingRoomAgainMayFailAndIsRepeatedToo) {
 TEST_P(AtomicityTest, AShortLockCostsNoAttempt) {
   Outcome outcome;
   {
-    const LockHolder writer(Path(kind_), LockHolder::Lock::Exclusive, std::chrono::milliseconds(20));
+    LockHolder writer(Path(kind_), LockHolder::Lock::Exclusive);
+    writer.ReleaseAtTheFirstPause();
     outcome = WriteOne();
   }
   EXPECT_EQ(outcome.result, 0);
