@@ -1,6 +1,10 @@
 #include "store/ReadLastRecordID.h"
 
 #include <array>
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <limits>
 #include <string_view>
 
 #include "app/ground/FixedText.h"
@@ -26,6 +30,37 @@ constexpr std::array<RecoveryRow, kSourceKinds> kRecoveries = {{
     {"ReadLastRS232RecordID", WaitUnit::Seconds},
     {"ReadLastSNMPRecordID", WaitUnit::Seconds},
 }};
+
+// How the time between two attempts is spent.
+struct Pause {
+  WaitUnit unit;
+  SleepSource sleep;
+};
+
+// In seconds of the steady clock: when the recoveries at start stop pausing, because a record has waited long
+// enough. 32 bits, which every processor reads in one piece. Written by network, read by main.
+constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
+std::atomic<std::uint32_t> gPausesEnd = kNever;
+
+std::uint32_t SteadySeconds() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
+}
+
+// nanosleep for the recoveries at start: looks every second whether the pauses have ended.
+int SleepUntilPausesEnd(const timespec* length, timespec* remaining) {
+  timespec left = *length;
+  for (; left.tv_sec > 0; --left.tv_sec) {
+    const timespec second{1, 0};
+    if (SteadySeconds() >= gPausesEnd) {
+      return 0;
+    }
+    if (::nanosleep(&second, remaining) != 0) {
+      return -1;
+    }
+  }
+  return ::nanosleep(&left, remaining);
+}
 
 constexpr RetryTexts kRetryTexts = {
     .failure = "can't read last record from table '%s'\nError message:%s\n",
@@ -56,7 +91,7 @@ int OnLastRecord(void* context, int columns, char** values, char** names) {
 
 // The newest row is the one inserted last. In a ring that has come round it carries the last number written,
 // which is not the highest one.
-bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKind kind, WaitUnit unit,
+bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKind kind, const Pause& pause,
                      LastRecordQuery& query) {
   const char* table = config.i8_TableName.c_str();
   FixedText<1024> statement;
@@ -66,14 +101,15 @@ bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKin
                           .table = table,
                           .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
                           .interval = config.i32_DatabaseAccessWaitInterval,
-                          .unit = unit,
+                          .unit = pause.unit,
                           .creator = CreatorOf(kind),
-                          .function = kRecoveries[kind].function};
+                          .function = kRecoveries[kind].function,
+                          .sleep = pause.sleep};
   return TryRepeatedly(database, rule,
                        [&] { return database.Execute(statement.c_str(), OnLastRecord, &query); });
 }
 
-Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, WaitUnit unit,
+Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, const Pause& pause,
                              std::uint16_t& recordNumber) {
   const char* path = config.i8_DatabaseName.c_str();
   const char* table = config.i8_TableName.c_str();
@@ -83,7 +119,7 @@ Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, Wait
     PrintError("Can't Connect to database '%s'\nError message: %s\n", path, database.ErrorText());
     return Recovery::NoTable;
   }
-  if (!QueryLastRecord(database, config, kind, unit, query)) {
+  if (!QueryLastRecord(database, config, kind, pause, query)) {
     PrintError("can not read last record from table '%s'\nError Message:%s\n", table, database.ErrorText());
     return database.LacksTable() ? Recovery::NoTable : Recovery::Failed;
   }
@@ -94,9 +130,9 @@ Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, Wait
 }
 
 int ReadLastRecordID(const DataCollectorMainStructure& main, SourceKind kind, std::uint16_t& recordNumber,
-                     WaitUnit unit) {
+                     const Pause& pause) {
   const FunctionTrace trace(kRecoveries[kind].function);
-  const Recovery outcome = RecoverRecordNumber(main.DataCollectorDBConfig[kind], kind, unit, recordNumber);
+  const Recovery outcome = RecoverRecordNumber(main.DataCollectorDBConfig[kind], kind, pause, recordNumber);
   PrintLine(outcome == Recovery::Done ? "Returning SUCCESS from function 'ReadLastRecordID'"
                                       : "Returning FAILURE from function 'ReadLastRecordID'");
   gRecordNumberRecovery[kind] = outcome;
@@ -106,7 +142,7 @@ int ReadLastRecordID(const DataCollectorMainStructure& main, SourceKind kind, st
 
 int ReadLastRecordIDAtStart(const DataCollectorMainStructure& main, SourceKind kind,
                             std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, kind, recordNumber, kRecoveries[kind].unit);
+  return ReadLastRecordID(main, kind, recordNumber, {kRecoveries[kind].unit, SleepUntilPausesEnd});
 }
 
 }  // namespace
@@ -130,14 +166,17 @@ int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& record
   return ReadLastRecordIDAtStart(main, SNMP, recordNumber);
 }
 
-Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit) {
+Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit,
+                                   std::chrono::seconds patience) {
   std::atomic<Recovery>& recovery = gRecordNumberRecovery[kind];
   // The main thread recovers the enabled kinds only; nobody would end a wait for another one.
   if (IsSourceEnabled(main.DataCollectorSourcesConfig, kind)) {
+    gPausesEnd = SteadySeconds() + static_cast<std::uint32_t>(patience.count());
     recovery.wait(Recovery::Pending);
+    gPausesEnd = kNever;
   }
   if (recovery != Recovery::Done) {
-    ReadLastRecordID(main, kind, main.DataCollectorDBData.ui16_DBRecordNumber[kind], unit);
+    ReadLastRecordID(main, kind, main.DataCollectorDBData.ui16_DBRecordNumber[kind], {unit, ::nanosleep});
   }
   return recovery;
 }

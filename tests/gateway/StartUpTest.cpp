@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -210,6 +211,22 @@ TEST_F(StartUpTest, AnApplicationFolderWithoutItsDatabaseFolderStopsTheIoKindsOn
   EXPECT_EQ(Out().Count("failed to create fst directory 'DataCollector'\n"), 3U);
   EXPECT_EQ(Err().Count("failed to create fst directory 'DataCollector': File exists\n"), 3U);
   EXPECT_TRUE(fs::exists(DatabaseOf(RS485)));
+}
+
+// The setting that RS-232 takes as milliseconds everywhere else.
+TEST_F(StartUpTest, ARecoveryThatPausesForMinutesKeepsOtherKindsWaitingForHalfAMinuteAtMost) {
+  Start();
+  Terminate();
+  Database(DatabaseOf(RS232)).Run("DROP TABLE RS232_table");
+  config.Set(FactsOf(RS232).controlFile, "EMeterRS232DatabaseAccessWaitInterval", 600);
+  Launch();
+  WaitUntilSubscribed();
+  ASSERT_TRUE(Out().WaitFor("can't read last record from table 'RS232_table'\n"));
+  source->PublishLater(FactsOf(RS232).recordTopic, PayloadOf(RS232));
+  source->PublishLater(FactsOf(AIO).recordTopic, PayloadOf(AIO));
+  EXPECT_TRUE(Out().WaitFor(FactsOf(AIO).stored, 0, std::chrono::seconds(60)));
+  EXPECT_EQ(Out().Count(FactsOf(RS232).notStored), 1U);
+  WaitUntilInLoop();
 }
 
 TEST_F(StartUpTest, EachTableHasItsColumnsInOrder) {

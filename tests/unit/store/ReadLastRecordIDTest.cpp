@@ -1,6 +1,7 @@
 // Recovery of the last record number, and the records that wait for it.
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -155,6 +156,20 @@ TEST_P(RecoveryTest, ARecordWaitsForTheRecoveryBeforeItIsNumbered) {
   output.Out();
   EXPECT_EQ(result, 0);
   EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
+}
+
+// An interval that is meant as milliseconds is minutes here, which the other kinds' records would wait too.
+TEST_P(RecoveryTest, ARecordThatHasWaitedLongEnoughEndsThePausesAtStart) {
+  MakeTable(kind_);
+  Config(kind_).i32_DatabaseAccessWaitInterval = 1000;
+  const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
+  CapturedOutput output;
+  std::thread starting([&] { ReadLast(kind_); });
+  EXPECT_TRUE(WaitUntil([&] { return CountOf("retry after waiting", output.OutSoFar()) == 1; }));
+  EXPECT_EQ(AwaitRecordNumberRecovery(Main(), kind_, WaitUnit::Milliseconds, std::chrono::seconds(0)),
+            Recovery::Failed);
+  starting.join();
+  EXPECT_EQ(CountOf(function_ + ":START", output.Out()), 2U);
 }
 
 TEST_P(RecoveryTest, AFailedRecoveryIsRepeatedBeforeARecordIsNumbered) {
