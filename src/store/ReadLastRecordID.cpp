@@ -35,24 +35,32 @@ constexpr std::array<RecoveryRow, kSourceKinds> kRecoveries = {{
 struct Pause {
   WaitUnit unit;
   SleepSource sleep;
+  SleepSource sleepWithoutTable;  // when the attempt has failed because its table is missing
 };
 
-// In seconds of the steady clock: when the recoveries at start stop pausing, because a record has waited long
-// enough. 32 bits, which every processor reads in one piece. Written by network, read by main.
-constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
-std::atomic<std::uint32_t> gPausesEnd = kNever;
+// Since when a record waits for a recovery at start, in seconds of the steady clock; kNobodyWaits. 32 bits,
+// which every processor reads in one piece. Written by network, read by main.
+constexpr std::uint32_t kNobodyWaits = std::numeric_limits<std::uint32_t>::max();
+std::atomic<std::uint32_t> gWaitingSince = kNobodyWaits;
 
 std::uint32_t SteadySeconds() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
 
-// nanosleep for the recoveries at start: looks every second whether the pauses have ended.
-int SleepUntilPausesEnd(const timespec* length, timespec* remaining) {
+bool HasARecordWaited(std::uint32_t seconds) {
+  const std::uint32_t since = gWaitingSince;
+  return since != kNobodyWaits && SteadySeconds() - since >= seconds;
+}
+
+// nanosleep for the recoveries at start: looks every second whether a record has waited for too long. While
+// one waits nothing is received, of no kind, and a broker gives a silent client up after 90 seconds.
+template <std::uint32_t kPatience>
+int SleepUntilARecordHasWaited(const timespec* length, timespec* remaining) {
   timespec left = *length;
   for (; left.tv_sec > 0; --left.tv_sec) {
     const timespec second{1, 0};
-    if (SteadySeconds() >= gPausesEnd) {
+    if (HasARecordWaited(kPatience)) {
       return 0;
     }
     if (::nanosleep(&second, remaining) != 0) {
@@ -61,6 +69,10 @@ int SleepUntilPausesEnd(const timespec* length, timespec* remaining) {
   }
   return ::nanosleep(&left, remaining);
 }
+
+// A lock goes away; a table that is missing stays away.
+constexpr SleepSource kSleepAtStart = SleepUntilARecordHasWaited<10>;
+constexpr SleepSource kSleepAtStartWithoutTable = SleepUntilARecordHasWaited<0>;
 
 constexpr RetryTexts kRetryTexts = {
     .failure = "can't read last record from table '%s'\nError message:%s\n",
@@ -96,17 +108,19 @@ bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKin
   const char* table = config.i8_TableName.c_str();
   FixedText<1024> statement;
   statement.Format("select * from %s where oid = (select max(oid) from %s)", table, table);
-  const RetryRule rule = {.texts = kRetryTexts,
-                          .path = config.i8_DatabaseName.c_str(),
-                          .table = table,
-                          .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
-                          .interval = config.i32_DatabaseAccessWaitInterval,
-                          .unit = pause.unit,
-                          .creator = CreatorOf(kind),
-                          .function = kRecoveries[kind].function,
-                          .sleep = pause.sleep};
-  return TryRepeatedly(database, rule,
-                       [&] { return database.Execute(statement.c_str(), OnLastRecord, &query); });
+  RetryRule rule = {.texts = kRetryTexts,
+                    .path = config.i8_DatabaseName.c_str(),
+                    .table = table,
+                    .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
+                    .interval = config.i32_DatabaseAccessWaitInterval,
+                    .unit = pause.unit,
+                    .creator = CreatorOf(kind),
+                    .function = kRecoveries[kind].function};
+  return TryRepeatedly(database, rule, [&] {
+    const bool read = database.Execute(statement.c_str(), OnLastRecord, &query);
+    rule.sleep = !read && database.LacksTable() ? pause.sleepWithoutTable : pause.sleep;
+    return read;
+  });
 }
 
 Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, const Pause& pause,
@@ -142,7 +156,8 @@ int ReadLastRecordID(const DataCollectorMainStructure& main, SourceKind kind, st
 
 int ReadLastRecordIDAtStart(const DataCollectorMainStructure& main, SourceKind kind,
                             std::uint16_t& recordNumber) {
-  return ReadLastRecordID(main, kind, recordNumber, {kRecoveries[kind].unit, SleepUntilPausesEnd});
+  return ReadLastRecordID(main, kind, recordNumber,
+                          {kRecoveries[kind].unit, kSleepAtStart, kSleepAtStartWithoutTable});
 }
 
 }  // namespace
@@ -166,17 +181,17 @@ int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& record
   return ReadLastRecordIDAtStart(main, SNMP, recordNumber);
 }
 
-Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit,
-                                   std::chrono::seconds patience) {
+Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit) {
   std::atomic<Recovery>& recovery = gRecordNumberRecovery[kind];
   // The main thread recovers the enabled kinds only; nobody would end a wait for another one.
   if (IsSourceEnabled(main.DataCollectorSourcesConfig, kind)) {
-    gPausesEnd = SteadySeconds() + static_cast<std::uint32_t>(patience.count());
+    gWaitingSince = SteadySeconds();
     recovery.wait(Recovery::Pending);
-    gPausesEnd = kNever;
+    gWaitingSince = kNobodyWaits;
   }
   if (recovery != Recovery::Done) {
-    ReadLastRecordID(main, kind, main.DataCollectorDBData.ui16_DBRecordNumber[kind], {unit, ::nanosleep});
+    ReadLastRecordID(main, kind, main.DataCollectorDBData.ui16_DBRecordNumber[kind],
+                     {unit, ::nanosleep, ::nanosleep});
   }
   return recovery;
 }

@@ -1,7 +1,6 @@
 // Recovery of a kind's last record number from its table, so that numbering continues across restarts.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 
 #include "app/ground/Flags.h"
@@ -20,15 +19,10 @@ int ReadLastRS485RecordID(DataCollectorMainStructure& main, std::uint16_t& recor
 int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 
-// How long a record waits for a recovery at start that pauses between its attempts. While it waits nothing is
-// received, and a broker gives a silent client up after 90 seconds.
-inline constexpr std::chrono::seconds kPatienceOfARecord{30};
-
 // Whether the kind's records may be numbered. Waits while the first recovery is still to be finished by the
-// main thread, which makes no more pauses once `patience` is over. Repeats a recovery that failed, with
-// `unit` as the unit of its waits: a record must not keep the network thread longer than its own writing
-// would. MQTT network thread.
-Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit,
-                                   std::chrono::seconds patience = kPatienceOfARecord);
+// main thread, which soon makes no more pauses then. Repeats a recovery that failed, with `unit` as the unit
+// of its waits: a record must not keep the network thread longer than its own writing would. MQTT network
+// thread.
+Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit);
 
 }  // namespace datacollector
