@@ -51,17 +51,16 @@ bool IsBlank(const std::string& text) { return text == "\n" || text == " \n"; }
 
 }  // namespace
 
-Texts TextsOf(std::string_view printed) {
+Texts TextsOf(std::string_view transcript) {
   // The one text that ends with the beginning of a line: what comes next is a text of its own.
   static const std::regex kWindowText(R"((PeriodicMinute\[AIO\]=\d \*{8} \n\n) )");
-  const std::string lines = std::regex_replace(std::string(printed), kWindowText, "$1");
-  std::string_view transcript = lines;
+  const std::string lines = std::regex_replace(std::string(transcript), kWindowText, "$1");
   Texts texts;
-  while (!transcript.empty()) {
-    const std::size_t end = transcript.find('\n');
-    const std::size_t length = end == std::string_view::npos ? transcript.size() : end + 1;
-    AddCutAtOpenTexts(std::string(transcript.substr(0, length)), texts);
-    transcript.remove_prefix(length);
+  for (std::string_view rest = lines; !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
+    AddCutAtOpenTexts(std::string(rest.substr(0, length)), texts);
+    rest.remove_prefix(length);
   }
   return texts;
 }
