@@ -126,10 +126,11 @@ bool AwaitNextAttempt(const Database& database, const RetryRule& rule, std::int3
     rule.creator(rule.path);
   }
   ReadMonotonicClock(rule.function);
+  const SleepSource sleep = database.LacksTable() ? rule.sleepWithoutTable : rule.sleep;
   if (rule.unit == WaitUnit::Milliseconds) {
-    SleepInMilliSecond(rule.interval, rule.sleep);
+    SleepInMilliSecond(rule.interval, sleep);
   } else {
-    Wait(nullptr, rule.interval, rule.sleep);
+    Wait(nullptr, rule.interval, sleep);
   }
   return true;
 }

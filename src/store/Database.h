@@ -89,6 +89,7 @@ struct RetryRule {
   DatabaseCreator creator;  // called when the table is missing; nullptr: nobody is called
   const char* function;     // whose name an error of the clock quotes
   SleepSource sleep = ::nanosleep;
+  SleepSource sleepWithoutTable = ::nanosleep;  // after an attempt that missed its table
 };
 
 // Reports the latest of `failures` failed attempts. Returns false when no further one is allowed; else waits

@@ -2,13 +2,13 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <ctime>
 #include <limits>
 #include <string_view>
 
 #include "app/ground/FixedText.h"
 #include "app/ground/Flags.h"
+#include "app/ground/GenericFunctions.h"
 #include "app/ground/Trace.h"
 #include "store/CreateDB.h"
 #include "store/Database.h"
@@ -31,26 +31,23 @@ constexpr std::array<RecoveryRow, kSourceKinds> kRecoveries = {{
     {"ReadLastSNMPRecordID", WaitUnit::Seconds},
 }};
 
-// How the time between two attempts is spent.
+// How the time between two attempts is spent; see RetryRule.
 struct Pause {
   WaitUnit unit;
   SleepSource sleep;
-  SleepSource sleepWithoutTable;  // when the attempt has failed because its table is missing
+  SleepSource sleepWithoutTable;
 };
 
-// Since when a record waits for a recovery at start, in seconds of the steady clock; kNobodyWaits. 32 bits,
-// which every processor reads in one piece. Written by network, read by main.
+// Since when a record waits for a recovery at start, in seconds of the monotonic clock, or kNobodyWaits.
+// Written by network, read by main.
 constexpr std::uint32_t kNobodyWaits = std::numeric_limits<std::uint32_t>::max();
-std::atomic<std::uint32_t> gWaitingSince = kNobodyWaits;
+UnsignedWord gWaitingSince = kNobodyWaits;
 
-std::uint32_t SteadySeconds() {
-  const auto now = std::chrono::steady_clock::now().time_since_epoch();
-  return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
-}
+std::uint32_t MonotonicSeconds() { return static_cast<std::uint32_t>(TakeMonotonicClock().now.tv_sec); }
 
 bool HasARecordWaited(std::uint32_t seconds) {
   const std::uint32_t since = gWaitingSince;
-  return since != kNobodyWaits && SteadySeconds() - since >= seconds;
+  return since != kNobodyWaits && MonotonicSeconds() - since >= seconds;
 }
 
 // nanosleep for the recoveries at start: looks every second whether a record has waited for too long. While
@@ -108,19 +105,18 @@ bool QueryLastRecord(Database& database, const DatabaseConfig& config, SourceKin
   const char* table = config.i8_TableName.c_str();
   FixedText<1024> statement;
   statement.Format("select * from %s where oid = (select max(oid) from %s)", table, table);
-  RetryRule rule = {.texts = kRetryTexts,
-                    .path = config.i8_DatabaseName.c_str(),
-                    .table = table,
-                    .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
-                    .interval = config.i32_DatabaseAccessWaitInterval,
-                    .unit = pause.unit,
-                    .creator = CreatorOf(kind),
-                    .function = kRecoveries[kind].function};
-  return TryRepeatedly(database, rule, [&] {
-    const bool read = database.Execute(statement.c_str(), OnLastRecord, &query);
-    rule.sleep = !read && database.LacksTable() ? pause.sleepWithoutTable : pause.sleep;
-    return read;
-  });
+  const RetryRule rule = {.texts = kRetryTexts,
+                          .path = config.i8_DatabaseName.c_str(),
+                          .table = table,
+                          .maxAttempts = config.ui16_MaxDatabaseAccessRetry,
+                          .interval = config.i32_DatabaseAccessWaitInterval,
+                          .unit = pause.unit,
+                          .creator = CreatorOf(kind),
+                          .function = kRecoveries[kind].function,
+                          .sleep = pause.sleep,
+                          .sleepWithoutTable = pause.sleepWithoutTable};
+  return TryRepeatedly(database, rule,
+                       [&] { return database.Execute(statement.c_str(), OnLastRecord, &query); });
 }
 
 Recovery RecoverRecordNumber(const DatabaseConfig& config, SourceKind kind, const Pause& pause,
@@ -184,8 +180,8 @@ int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& record
 Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit) {
   std::atomic<Recovery>& recovery = gRecordNumberRecovery[kind];
   // The main thread recovers the enabled kinds only; nobody would end a wait for another one.
-  if (IsSourceEnabled(main.DataCollectorSourcesConfig, kind)) {
-    gWaitingSince = SteadySeconds();
+  if (recovery == Recovery::Pending && IsSourceEnabled(main.DataCollectorSourcesConfig, kind)) {
+    gWaitingSince = MonotonicSeconds();
     recovery.wait(Recovery::Pending);
     gWaitingSince = kNobodyWaits;
   }

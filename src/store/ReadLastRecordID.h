@@ -19,10 +19,10 @@ int ReadLastRS485RecordID(DataCollectorMainStructure& main, std::uint16_t& recor
 int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 
-// Whether the kind's records may be numbered. Waits while the first recovery is still to be finished by the
-// main thread, which soon makes no more pauses then. Repeats a recovery that failed, with `unit` as the unit
-// of its waits: a record must not keep the network thread longer than its own writing would. MQTT network
-// thread.
+// Whether the kind's records may be numbered. Waits until the main thread has finished the recovery at start,
+// which makes no more pauses once a record has waited ten seconds for it, or any time for a missing table.
+// Repeats a recovery that failed, with `unit` as the unit of its waits: a record must not keep the network
+// thread longer than its own writing would. MQTT network thread.
 Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit);
 
 }  // namespace datacollector

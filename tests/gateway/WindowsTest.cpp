@@ -164,7 +164,17 @@ class MeterWindowsTest : public WindowsTest {
     return payload.replace(payload.find(line1), line1.size(), ",2,1,\"PM3-A\"");
   }
 
-  // How often a window was opened; and whether a record was the one that its period had waited for.
+  // The windows of this line, and none of the other's, were open, and its record was the one that its period
+  // had waited for.
+  void ExpectOnlyLine(int line) const {
+    EXPECT_GE(Opened(line), 1U);
+    EXPECT_EQ(Served(line), 1U);
+    const int other = line == 1 ? 2 : 1;
+    EXPECT_EQ(Opened(other), 0U);
+    EXPECT_EQ(Served(other), 0U);
+  }
+
+ private:
   std::size_t Opened(int line) const {
     return Out().Count("\n\n *********** DBWriteFlags.gui8_RS485WriteRecordsWithinPeriodicMinute[0][" +
                        std::to_string(line - 1) + "]=1******** \n\n");
@@ -178,19 +188,13 @@ class MeterWindowsTest : public WindowsTest {
 TEST_F(MeterWindowsTest, WithAioAloneTheWindowsOfLine1Open) {
   config.Only({AIO, RS485});
   LoseAndStoreARecordOfBothLines();
-  EXPECT_GE(Opened(1), 1U);
-  EXPECT_EQ(Served(1), 1U);
-  EXPECT_EQ(Opened(2), 0U);
-  EXPECT_EQ(Served(2), 0U);
+  ExpectOnlyLine(1);
 }
 
 TEST_F(MeterWindowsTest, WithDioAloneTheWindowsOfLine2Open) {
   config.Only({DIO, RS485});
   LoseAndStoreARecordOfBothLines();
-  EXPECT_EQ(Opened(1), 0U);
-  EXPECT_EQ(Served(1), 0U);
-  EXPECT_GE(Opened(2), 1U);
-  EXPECT_EQ(Served(2), 1U);
+  ExpectOnlyLine(2);
 }
 
 }  // namespace

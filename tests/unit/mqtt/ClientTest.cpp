@@ -5,14 +5,11 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include <filesystem>
 #include <functional>
 #include <initializer_list>
-#include <memory>
 #include <ostream>
 #include <string>
 
-#include "app/ground/FileLogger.h"
 #include "app/ground/MainState.h"
 #include "mqtt/ClientConfig.h"
 #include "mqtt/ClientWrappers.h"
@@ -21,18 +18,14 @@
 #include "support/ConnectedClient.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
+#include "unit/mqtt/BareClient.h"
 
 namespace datacollector {
 namespace {
 
-class Client : public ::testing::Test {
+class Client : public BareClient {
  protected:
-  Client() {
-    ZeroMainState(gMainState);
-    std::filesystem::create_directories(kLogDirectory);
-    std::filesystem::remove(kLogFile);
-    client_config_init(*cfg_);
-  }
+  Client() { client_config_init(*cfg_); }
   ~Client() override {
     mosquitto_destroy(cfg_->mosq);
     ZeroMainState(gMainState);
@@ -42,8 +35,6 @@ class Client : public ::testing::Test {
     gMainState.DataCollectorMqttTopics.ui16_NoOfSubscribeTopics = 1;
     gMainState.DataCollectorMqttTopics.i8_SubscribeTopics[0].Assign(topic);
   }
-
-  std::unique_ptr<ClientConfig> cfg_ = std::make_unique<ClientConfig>();
 };
 
 TEST_F(Client, IsMadeWithTheGeneratedIdentifier) {

@@ -1,37 +1,25 @@
 // Looking after the library's network thread.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
-
-#include "app/ground/FileLogger.h"
-#include "app/ground/MainState.h"
 #include "mqtt/ClientConfig.h"
 #include "mqtt/ClientWrappers.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
+#include "unit/mqtt/BareClient.h"
 
 namespace datacollector {
 namespace {
 
-class NetworkThread : public ::testing::Test {
+class NetworkThread : public BareClient {
  protected:
-  NetworkThread() {
-    ZeroMainState(gMainState);
-    std::filesystem::create_directories(kLogDirectory);
-    std::filesystem::remove(kLogFile);
-  }
-
   // What is printed about the thread when somebody looks after it.
   std::string Keep() {
     CapturedOutput output;
     Mosquitto_KeepNetworkThread(*cfg_);
     return output.Err();
   }
-
-  std::unique_ptr<ClientConfig> cfg_ = std::make_unique<ClientConfig>();
 };
 
 TEST_F(NetworkThread, IsLeftAloneWhileItRuns) {

@@ -2,11 +2,8 @@
 #include <gtest/gtest.h>
 #include <mosquitto.h>
 
-#include <filesystem>
-#include <memory>
 #include <string>
 
-#include "app/ground/FileLogger.h"
 #include "app/ground/MainState.h"
 #include "mqtt/ClientConfig.h"
 #include "mqtt/ClientWrappers.h"
@@ -15,6 +12,7 @@
 #include "support/ConnectedClient.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
+#include "unit/mqtt/BareClient.h"
 
 namespace datacollector {
 namespace {
@@ -23,16 +21,7 @@ constexpr const char* kGateOpen = "mosquitto_client_publish: cfg->status == STAT
 constexpr const char* kGateClosed = "mosquitto_client_publish: cfg->status != STATUS_CONNACK_RECVD\n";
 constexpr const char* kNotConnected = "Error: Client not connected when trying to publish.\n";
 
-class Publish : public ::testing::Test {
- protected:
-  Publish() {
-    ZeroMainState(gMainState);
-    std::filesystem::create_directories(kLogDirectory);
-    std::filesystem::remove(kLogFile);
-  }
-
-  std::unique_ptr<ClientConfig> cfg_ = std::make_unique<ClientConfig>();
-};
+using Publish = BareClient;
 
 TEST_F(Publish, BeforeTheFirstConnectionIsRefused) {
   SetNextPublish(*cfg_, "a/topic", "a message");
