@@ -1,17 +1,19 @@
 #include "app/ControlLoop.h"
 
-#include <array>
 #include <cstdint>
 
 #include "app/ForwardingThread.h"
+#include "app/KeeperThread.h"
 #include "app/RetryTimers.h"
 #include "app/WriteWindows.h"
-#include "app/ground/Flags.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
-#include "mqtt/ClientWrappers.h"
-#include "mqtt/PayloadFields.h"
+#include "ground/Flags.h"
+#include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
+#include "ground/Numbers.h"
+#include "ground/StatusFile.h"
+#include "ground/Trace.h"
+#include "mqtt/client/ClientWrappers.h"
+#include "mqtt/inbound/MessageDispatch.h"
 #include "store/ReadLastRecordID.h"
 
 namespace datacollector {
@@ -19,30 +21,24 @@ namespace {
 
 bool IsEnabled(SourceKind kind) { return IsSourceEnabled(gMainState.DataCollectorSourcesConfig, kind); }
 
-struct RoundRow {
+struct Reopening {
   SourceKind kind;
-  int (*recover)(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
-  void (*setRetryFlag)();
-  const char* firstMessage;  // %d: first-record byte; nullptr: re-opened by confirmations and timers only
+  const char* firstMessage;  // %d: first-record byte
   const char* sendMessage;   // %d: send flag
 };
 
-constexpr std::array<RoundRow, kSourceKinds> kRows = {{
-    {AIO, ReadLastAIORecordID, SetAIDBRetryFlag, nullptr, nullptr},
-    {DIO, ReadLastDIORecordID, SetDIDBRetryFlag, nullptr, nullptr},
-    {TEMPERATURE, ReadLastTemperatureRecordID, SetTemperatureDBRetryFlag, nullptr, nullptr},
-    {RS485, ReadLastRS485RecordID, SetRS485DBRetryFlag, "gui8_SendFirstCDBRecord = %d\n",
-     "CloudConnectSendFlags.gui8_RS485SendDCDBRecordFlags= %d\n"},
-    {RS232, ReadLastRS232RecordID, SetRS232DBRetryFlag, "RS232 gui8_SendFirstCDBRecord = %d\n",
+// The I/O kinds are re-opened by confirmations and timers only.
+constexpr auto kReopenings = MeterKindTable<Reopening>({
+    {RS485, "gui8_SendFirstCDBRecord = %d\n", "CloudConnectSendFlags.gui8_RS485SendDCDBRecordFlags= %d\n"},
+    {RS232, "RS232 gui8_SendFirstCDBRecord = %d\n",
      "CloudConnectSendFlags.gui8_RS232SendDCDBRecordFlags= %d\n"},
-    {SNMP, ReadLastSNMPRecordID, SetSNMPDBRetryFlag, "SNMP gui8_SendFirstCDBRecord = %d\n",
-     "CloudConnectSendFlags.gui8_SNMPSendDCDBRecordFlags= %d\n"},
-}};
+    {SNMP, "SNMP gui8_SendFirstCDBRecord = %d\n", "CloudConnectSendFlags.gui8_SNMPSendDCDBRecordFlags= %d\n"},
+});
 
 void RecoverRecordNumbers() {
-  for (const RoundRow& row : kRows) {
-    if (IsEnabled(row.kind)) {
-      row.recover(gMainState, gMainState.DataCollectorDBData.ui16_DBRecordNumber[row.kind]);
+  for (const SourceKind kind : kAllKinds) {
+    if (IsEnabled(kind)) {
+      ReadLastRecordID(gMainState, kind, gMainState.DataCollectorDBData.ui16_DBRecordNumber[kind]);
     }
   }
 }
@@ -56,8 +52,8 @@ void CopySourceCounts() {
 }
 
 // Makes an enabled meter kind due: every round, unlike the I/O kinds.
-void Reopen(const RoundRow& row) {
-  if (row.firstMessage == nullptr || !IsEnabled(row.kind)) {
+void Reopen(const Reopening& row) {
+  if (!IsEnabled(row.kind)) {
     return;
   }
   KindSendFlags& flags = CloudConnectSendFlags[row.kind];
@@ -89,10 +85,12 @@ void SleepBeforeRound() {
 
 int DataCollector_Publish_Handler() {
   const FunctionTrace trace(__func__);
+  gClientConfig.onMessage = on_message_callback;
   if (Mosquitto_Initialization(gClientConfig) != 0) {
     PrintLine("Failure: Mosquitto_Initialization, So returning from Main thread");
     return -1;
   }
+  StartKeeperThread();
   PrintLine("Sucesss: Mosquitto_Initialization");
   PrintLine("Sucesss: Mosquitto_Initialization");
   Print("cfg.status : %d\n", gClientConfig.status.load());
@@ -105,8 +103,8 @@ int DataCollector_Publish_Handler() {
   ReportIntervalsThatAreNeverDue();
   for (;;) {
     SleepBeforeRound();
+    Heartbeat(kMainThread);
     RunControlRound();
-    Mosquitto_KeepNetworkThread(gClientConfig);
     FlushTrace();
   }
 }
@@ -118,12 +116,12 @@ void RunControlRound() {
   if (gMainState.ui16_CustomerDataBaseReadWriteUpdateEnable != 0) {
     return;
   }
-  for (const RoundRow& row : kRows) {
+  for (const Reopening& row : kReopenings) {
     Reopen(row);
   }
-  for (const RoundRow& row : kRows) {
-    if (IsEnabled(row.kind)) {
-      row.setRetryFlag();
+  for (const SourceKind kind : kAllKinds) {
+    if (IsEnabled(kind)) {
+      RunRetryTimers(kind);
     }
   }
 }

@@ -3,17 +3,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cinttypes>
+#include <cstdint>
 #include <cstdlib>
 
+#include "app/CommandLine.h"
 #include "app/ControlLoop.h"
 #include "app/ProcessHandler.h"
 #include "app/Signals.h"
 #include "app/StartUp.h"
-#include "app/ground/FileLogger.h"
-#include "app/ground/FixedText.h"
-#include "app/ground/Shell.h"
-#include "app/ground/Trace.h"
+#include "config/ConfigDigest.h"
 #include "config/LibConfigRead.h"
+#include "ground/FileLogger.h"
+#include "ground/FixedText.h"
+#include "ground/Shell.h"
+#include "ground/StatusFile.h"
+#include "ground/Trace.h"
+#include "ground/Version.h"
 
 namespace datacollector {
 namespace {
@@ -54,12 +60,22 @@ int EndWithGuardError(const char* name) {
   return 1;
 }
 
+// Says what runs here, and with which configuration.
+void AnnounceVersion() {
+  const std::uint64_t digest = DigestOfConfiguration();
+  SetConfigurationDigest(digest);
+  PrintError("DataCollector %s, configuration %016" PRIx64 "\n", kVersion, digest);
+  WriteLog("DataCollector %s, configuration %016" PRIx64, kVersion, digest);
+}
+
 int RunAsDaemon(const char* name) {
   Print("/$$$$$$$$$$ Start running Daemon <%s> stuff $$$$$$$$$$$$$$$/\n", name);
   WriteLog("DataCollector Started As Daemon");
   InstallSignalHandlers();
+  OpenStatusFile();
   Initialize_GlobalVariables();
   ReadConfig(gMainState);
+  AnnounceVersion();
   PrintLine("Sucesss: Mosquitto_Initialization");
   if (CreateDataCollectorDataBases(gMainState) == -1) {
     PrintLine("Error CreateConsolidatorDataBases");
@@ -87,6 +103,9 @@ int Run(const char* name) {
 int main(int argc, char* argv[]) {
   using datacollector::FlushTrace;
   using datacollector::FunctionTrace;
+  if (datacollector::AnswerCommandLine(argc, argv)) {
+    return EXIT_SUCCESS;
+  }
   datacollector::FillStandardStreams();
   datacollector::MakeLog();
   int status = EXIT_FAILURE;

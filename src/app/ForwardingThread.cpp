@@ -2,17 +2,19 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
-#include "app/ground/Flags.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
-#include "mqtt/Senders.h"
+#include "ground/Flags.h"
+#include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
+#include "ground/Numbers.h"
+#include "ground/StatusFile.h"
+#include "ground/Trace.h"
+#include "mqtt/outbound/Senders.h"
 
 namespace datacollector {
 namespace {
@@ -24,36 +26,35 @@ constexpr std::int32_t kWanDownPause = 2000;  // milliseconds, in addition
 
 struct Visit {
   SourceKind kind;
-  void (*send)(ClientConfig& cfg, double releaseTime);
   const char* before;  // around the sender's call; nullptr: nothing
   const char* after;
   bool gpioLine;
 };
 
 // In the order of the visits.
-constexpr std::array<Visit, kSourceKinds> kVisits = {{
-    {AIO, SendAIDCDBRecord, nullptr, nullptr, false},
-    {DIO, SendDIODCDBRecord, nullptr, nullptr, false},
-    {RS485, SendRS485DCDBRecord,
+constexpr auto kVisits = KindSequence<Visit>({
+    {AIO, nullptr, nullptr, false},
+    {DIO, nullptr, nullptr, false},
+    {RS485,
      "############################# Start : Reading record to publish to Server. Publish GPIO ON "
      "#################################",
      "############################# End : Reading record to publish to Server. Publish GPIO OFF "
      "#################################",
      true},
-    {TEMPERATURE, SendTemperatureDCDBRecord, nullptr, nullptr, false},
-    {RS232, SendRS232DCDBRecord,
+    {TEMPERATURE, nullptr, nullptr, false},
+    {RS232,
      "############################# Start : Reading RS232 record to publish to "
      "Server.#################################",
      "############################# End : Reading RS232 record to publish to "
      "Server.#################################",
      false},
-    {SNMP, SendSNMPDCDBRecord,
+    {SNMP,
      "############################# Start : Reading SNMP record to publish to "
      "Server.#################################",
      "############################# End : Reading SNMP record to publish to "
      "Server.#################################",
      false},
-}};
+});
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -84,7 +85,7 @@ void ReadWanStatus() {
   std::array<char, kNetworkStatusBytes> line{};
   if (std::fgets(line.data(), static_cast<int>(line.size()), file.get()) != nullptr) {
     Print("networkstatus : %s\n", line.data());
-    gui8_WanStatus = std::strtol(line.data(), nullptr, 10) != 0 ? 1 : 0;
+    gui8_WanStatus = DecimalValue(line.data()) != 0 ? 1 : 0;
   }
 }
 
@@ -93,26 +94,6 @@ bool IsDue(SourceKind kind) {
   return IsSourceEnabled(gMainState.DataCollectorSourcesConfig, kind) &&
          (flags.gui8_SendDCDBRecordFlags == 1 || flags.gui8_FirstDCDBRecordSent != 1 ||
           flags.gui8_SendDCDBRecordRetryFlags == 1);
-}
-
-void VisitKind(const Visit& visit) {
-  Print("############################## Publishing %s record #############################\n",
-        kKindWord[visit.kind]);
-  const KindSendFlags& flags = CloudConnectSendFlags[visit.kind];
-  const double releaseTime = flags.gf64_SendDCDBRecordFlagSetTime.Seconds();
-  if (!IsDue(visit.kind) || flags.gui8_NoDCDBRecordsToPublish != 0) {
-    return;
-  }
-  if (visit.before != nullptr) {
-    PrintLine(visit.before);
-  }
-  visit.send(gClientConfig, releaseTime);
-  if (visit.after != nullptr) {
-    PrintLine(visit.after);
-  }
-  if (visit.gpioLine) {
-    Print("GPIO Toggle result : %d\n", -1);
-  }
 }
 
 void* ForwardingThread(void* /*unused*/) {
@@ -131,7 +112,26 @@ void StartForwardingThread() {
   }
 }
 
+void VisitIfDue(SourceKind kind, double releaseTime) {
+  const Visit& visit =
+      *std::find_if(kVisits.begin(), kVisits.end(), [kind](const Visit& row) { return row.kind == kind; });
+  if (!IsDue(kind) || CloudConnectSendFlags[kind].gui8_NoDCDBRecordsToPublish != 0) {
+    return;
+  }
+  if (visit.before != nullptr) {
+    PrintLine(visit.before);
+  }
+  Send(kind, gClientConfig, releaseTime);
+  if (visit.after != nullptr) {
+    PrintLine(visit.after);
+  }
+  if (visit.gpioLine) {
+    Print("GPIO Toggle result : %d\n", -1);
+  }
+}
+
 void RunForwardingRound() {
+  RecordForwarding(gi32_HTTPThreadSendFlag, gui8_WanStatus == 1);
   if (gi32_HTTPThreadSendFlag != 1) {
     PrintText(
         "##############################Inside HTTP Thread,but Not Sending records. Flag is not "
@@ -158,7 +158,9 @@ void RunForwardingRound() {
       "##############################Inside HTTP Thread, ui16_CustomerDataBaseReadWriteUpdateEnable = 0 "
       ",Sending records#############################");
   for (const Visit& visit : kVisits) {
-    VisitKind(visit);
+    Print("############################## Publishing %s record #############################\n",
+          kKindWord[visit.kind]);
+    VisitIfDue(visit.kind, CloudConnectSendFlags[visit.kind].gf64_SendDCDBRecordFlagSetTime.Seconds());
   }
   SleepInMilliSecond(gMainState.ui16_MainWhileLoopSleepInterval);
   SleepInMilliSecond(kRoundPause);

@@ -1,42 +1,65 @@
 #include "app/NotAvailableRecords.h"
 
-#include <array>
 #include <cstdint>
 
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
 
-// By kind, %d: request counter. The temperature record carries the DIO module's model, because the same
-// module reads both.
+// Of an I/O kind, %d: request counter. The temperature record carries the DIO module's model, because the
+// same module reads both.
+constexpr const char* kAioText = R"("<","M417",0,%d,99,99.99,99.99,"0",0,"0",">")";
 constexpr const char* kDioModuleText = R"("<","AI2DI2DO2_VT480",0,%d,99,9,9,"0",0,"0",">")";
-constexpr std::array<const char*, kIoKinds> kIoTexts = {R"("<","M417",0,%d,99,99.99,99.99,"0",0,"0",">")",
-                                                        kDioModuleText, kDioModuleText};
+
+struct NotAvailable {
+  SourceKind kind;
+  const char* function;  // nullptr: the kind has no such record
+  const char* ioText;
+  std::size_t meterRoom;  // characters of a meter's text
+  bool requestsInOneRow;  // the request number stands at meter plus line
+};
+
+constexpr auto kNotAvailable = KindTable<NotAvailable>({
+    {AIO, "PackAIONaData", kAioText, 0, false},
+    {DIO, "PackDIONaData", kDioModuleText, 0, false},
+    {TEMPERATURE, "PackTemperatureNaData", kDioModuleText, 0, false},
+    {RS485, "PackRS485NaData", nullptr, 3999, false},
+    {RS232, "PackRS232NaData", nullptr, 199, true},
+    {SNMP, nullptr, nullptr, 0, false},
+});
 
 constexpr const char* kMeterTail = R"("0","0","00:00:00",">")";
 
-void PackIo(SourceKind kind, const char* function) {
-  const FunctionTrace trace(function);
-  const char* word = kKindWord[kind];
-  Print(" \n\n\n ************************ Entering %s ************************\n", function);
+void PackIo(const NotAvailable& row) {
+  const char* word = kKindWord[row.kind];
   IoRecordText record{};
-  record.Format(kIoTexts[kind], AppDataReqFlags.io[kind].gi32_ReqId.load());
+  record.Format(row.ioText, AppDataReqFlags.At(row.kind).gi32_ReqId.load());
   Print("i8_TempStr = |%s|\n", record.c_str());
-  IoRecordText& buffer = gMainState.DataCollectorDBData.i8_IoRecord[kind];
+  IoRecordText& buffer = gMainState.DataCollectorDBData.i8_IoRecord[row.kind];
   buffer = record;
   Print("na i8_%sRecord = |%s|\n", word, buffer.c_str());
   Print("na i8_%sRecord Length = <%zu>\n", word, buffer.view().size());
 }
 
-// A meter's text, cut to `Room` characters: head, one failure text per register, tail. It has no start mark.
-template <std::size_t Room>
-FixedText<Room> BuildMeterText(std::int32_t requestId, std::size_t line, std::size_t meter) {
+using MeterText = FixedText<3999>;
+
+std::int32_t RequestIdOf(const NotAvailable& row, std::size_t line, std::size_t meter) {
+  if (!row.requestsInOneRow) {
+    return AppDataReqFlags.At(row.kind, meter, line).gi32_ReqId;
+  }
+  const std::size_t place = meter + line;
+  return place < kKinds[row.kind].meters ? AppDataReqFlags.At(row.kind, place).gi32_ReqId.load() : 0;
+}
+
+// Head, one failure text per register, tail. It has no start mark.
+MeterText BuildMeterText(const NotAvailable& row, std::size_t line, std::size_t meter) {
   const DataCollectorSiteConfig& site = gMainState.DataCollectorSiteConfig;
+  const std::int32_t requestId = RequestIdOf(row, line, meter);
   const char* missing = TextOrEmpty(site.FailureDataCharacter);
-  FixedText<Room> text{};
+  MeterText text{};
   if (site.DeviceIDEnable == 1) {
     text.Format(R"("%s",%d,%d,%zu,%zu,"%s","%s","%s","%s","0",)", TextOrEmpty(site.DeviceID), 0, requestId,
                 line + 1, meter + 1, missing, missing, missing, missing);
@@ -44,57 +67,53 @@ FixedText<Room> BuildMeterText(std::int32_t requestId, std::size_t line, std::si
     text.Format(R"(%d,%d,%zu,%zu,"%s","%s","%s","%s","0",)", 0, requestId, line + 1, meter + 1, missing,
                 missing, missing, missing);
   }
+  text.characters[row.meterRoom] = '\0';
   Print("Before Loop = %s\n", text.c_str());
-  FixedText<Room> value{};
+  MeterText value{};
   value.Format("\"%s\",", missing);
   bool fits = true;
   for (std::int32_t index = 0; fits && index < site.Maxnumberofregister; ++index) {
     fits = text.Append(value.view());
   }
   text.Append(kMeterTail);
+  text.characters[row.meterRoom] = '\0';
   return text;
 }
 
-void EnterMeter(const char* function, std::size_t line, std::size_t meter) {
-  Print(" \n\n\n ************************ Entering %s ************************\n", function);
+void PackMeter(const NotAvailable& row, std::size_t line, std::size_t meter) {
+  const char* word = kKindWord[row.kind];
   Print(" \n\n\n ************************ Line ID = %zu, Meter ID = %zu ************************\n\n",
         line + 1, meter + 1);
-}
-
-void StoreMeter(SourceKind kind, MeterRecordText& buffer, const char* text) {
-  const char* word = kKindWord[kind];
-  buffer.Assign(text);
-  Print("na i8_%sRecord = |%s|\n", word, buffer.c_str());
-  Print("na i8_%sRecord Length = <%zu>\n", word, buffer.view().size());
+  const MeterText text = BuildMeterText(row, line, meter);
+  Print("Concatenated %s String=%s\n", word, text.c_str());
+  if (line < kKinds[row.kind].storedLines) {
+    MeterRecordText& buffer = gMainState.DataCollectorDBData.i8_MeterRecord.At(row.kind, meter, line);
+    buffer.Assign(text.view());
+    Print("na i8_%sRecord = |%s|\n", word, buffer.c_str());
+    Print("na i8_%sRecord Length = <%zu>\n", word, buffer.view().size());
+  }
 }
 
 }  // namespace
 
-void PackAIONaData() { PackIo(AIO, __func__); }
-void PackDIONaData() { PackIo(DIO, __func__); }
-void PackTemperatureNaData() { PackIo(TEMPERATURE, __func__); }
-
-void PackRS485NaData(std::size_t line, std::size_t meter) {
-  const FunctionTrace trace(__func__);
-  EnterMeter(__func__, line, meter);
-  const auto text = BuildMeterText<3999>(AppDataReqFlags.rs485[meter][line].gi32_ReqId, line, meter);
-  Print("Concatenated RS485 String=%s\n", text.c_str());
-  if (line < kRs485StoredLines) {
-    StoreMeter(RS485, gMainState.DataCollectorDBData.i8_RS485Record[line][meter], text.c_str());
+void PackNotAvailable(SourceKind kind, std::size_t line, std::size_t meter) {
+  const NotAvailable& row = kNotAvailable[kind];
+  if (row.function == nullptr) {
+    return;
+  }
+  const FunctionTrace trace(row.function);
+  Print(" \n\n\n ************************ Entering %s ************************\n", row.function);
+  if (IsMeterKind(kind)) {
+    PackMeter(row, line, meter);
+  } else {
+    PackIo(row);
   }
 }
 
-// RS-232 request numbers have one row per meter: meter plus line is the row's index.
-void PackRS232NaData(std::size_t line, std::size_t meter) {
-  const FunctionTrace trace(__func__);
-  EnterMeter(__func__, line, meter);
-  const std::size_t row = meter + line;
-  const std::int32_t requestId = row < kRs232Meters ? AppDataReqFlags.rs232[row][0].gi32_ReqId.load() : 0;
-  const auto text = BuildMeterText<199>(requestId, line, meter);
-  Print("Concatenated RS232 String=%s\n", text.c_str());
-  if (line < kRs232Lines) {
-    StoreMeter(RS232, gMainState.DataCollectorDBData.i8_RS232Line1Record[meter], text.c_str());
-  }
-}
+void PackAIONaData() { PackNotAvailable(AIO); }
+void PackDIONaData() { PackNotAvailable(DIO); }
+void PackTemperatureNaData() { PackNotAvailable(TEMPERATURE); }
+void PackRS485NaData(std::size_t line, std::size_t meter) { PackNotAvailable(RS485, line, meter); }
+void PackRS232NaData(std::size_t line, std::size_t meter) { PackNotAvailable(RS232, line, meter); }
 
 }  // namespace datacollector

@@ -8,14 +8,18 @@
 
 #include <cstddef>
 
+#include "ground/SourceKind.h"
+
 namespace datacollector {
 
-// Each leaves its text in the kind's record buffer.
+// Leaves the text in the record buffer of an I/O kind or of the meter on the line, both zero-based. A line
+// that has no record buffer gets the text built and dropped.
+void PackNotAvailable(SourceKind kind, std::size_t line = 0, std::size_t meter = 0);
+
+// The same for one kind.
 void PackAIONaData();
 void PackDIONaData();
 void PackTemperatureNaData();
-
-// Zero-based indexes; a line that has no record buffer gets the text built and dropped.
 void PackRS485NaData(std::size_t line, std::size_t meter);
 void PackRS232NaData(std::size_t line, std::size_t meter);
 

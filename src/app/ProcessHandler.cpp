@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/Flags.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
-#include "mqtt/ClientWrappers.h"
+#include "ground/FixedText.h"
+#include "ground/Flags.h"
+#include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
+#include "ground/Numbers.h"
+#include "ground/Trace.h"
+#include "mqtt/client/ClientWrappers.h"
 
 namespace datacollector {
 namespace {
@@ -53,7 +54,7 @@ bool IsAsked(int mode, DataRequest& request, std::size_t meter, std::size_t line
 }
 
 void RequestMeter(ClientConfig& cfg, int mode, std::size_t meter, std::size_t line) {
-  DataRequest& request = AppDataReqFlags.rs485[meter][line];
+  DataRequest& request = AppDataReqFlags.At(RS485, meter, line);
   if (!IsAsked(mode, request, meter, line)) {
     return;
   }
@@ -61,7 +62,7 @@ void RequestMeter(ClientConfig& cfg, int mode, std::size_t meter, std::size_t li
   request.gi32_ReqId = number + 1;
   request.gui8_AppDataReqPublished = 1;
   if (mode != 0) {
-    RestartPeriod(DBWriteFlags.rs485[meter][line]);
+    RestartPeriod(DBWriteFlags.At(RS485, meter, line));
   }
   if (line < kLineCodes.size()) {
     publishAppDataMultiRequest(cfg, kLineCodes[line], number, meter + 1, line + 1);
@@ -71,13 +72,6 @@ void RequestMeter(ClientConfig& cfg, int mode, std::size_t meter, std::size_t li
 void ClearRequest(DataRequest& request) {
   request.gui8_AppDataReqPublished = 0;
   request.gui8_AppDataReqPending = 0;
-}
-
-template <std::size_t Meters, std::size_t Lines>
-void ClearRequests(MeterTable<DataRequest, Meters, Lines>& table) {
-  for (auto& lines : table) {
-    std::for_each(lines.begin(), lines.end(), ClearRequest);
-  }
 }
 
 }  // namespace
@@ -107,15 +101,14 @@ void AppDataReq(ClientConfig& cfg, int requestCase) {
   const IoRequest& request = kIoRequests[static_cast<std::size_t>(requestCase)];
   if (IsSourceEnabled(gMainState.DataCollectorSourcesConfig, request.kind)) {
     PrintLine(request.message);
-    publishAppDataRequest(cfg, request.code, ++AppDataReqFlags.io[request.kind].gi32_ReqId);
+    publishAppDataRequest(cfg, request.code, ++AppDataReqFlags.At(request.kind).gi32_ReqId);
   }
 }
 
 void AppDataMultiReq(ClientConfig& cfg, int mode) {
   const FunctionTrace trace(__func__);
-  const std::size_t lines =
-      std::min(static_cast<std::size_t>(std::max(SrcFlags.gi32_TotalNumRS485EnSrces, 0)), kRs485Lines);
-  for (std::size_t meter = 0; meter < kRs485Meters; ++meter) {
+  const std::size_t lines = Bounded(SrcFlags.gi32_TotalNumRS485EnSrces, kKinds[RS485].lines);
+  for (std::size_t meter = 0; meter < kKinds[RS485].meters; ++meter) {
     for (std::size_t line = 0; line < lines; ++line) {
       if (IsLineEnabled(gMainState.DataCollectorSourcesConfig, RS485, line)) {
         RequestMeter(cfg, mode, meter, line);
@@ -127,10 +120,7 @@ void AppDataMultiReq(ClientConfig& cfg, int mode) {
 
 void ResetAppDataReqFlags() {
   const FunctionTrace trace(__func__);
-  std::for_each(AppDataReqFlags.io.begin(), AppDataReqFlags.io.end(), ClearRequest);
-  ClearRequests(AppDataReqFlags.rs485);
-  ClearRequests(AppDataReqFlags.rs232);
-  ClearRequests(AppDataReqFlags.snmp);
+  std::for_each(AppDataReqFlags.begin(), AppDataReqFlags.end(), ClearRequest);
 }
 
 }  // namespace datacollector

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "mqtt/ClientConfig.h"
+#include "mqtt/client/ClientConfig.h"
 
 namespace datacollector {
 

@@ -1,13 +1,13 @@
 #include "app/RetryTimers.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <span>
 
-#include "app/ground/Flags.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
+#include "ground/Flags.h"
+#include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -23,8 +23,8 @@ struct RetryTimer {
 
 constexpr const char* kRs485Message = "CloudConnectSendFlags.gui8_RS485SendDCDBRecordRetryFlags = %d\n";
 
-// RS-485 has a timer for each of its first two lines; the second shows itself as RS485Line3, as it always
-// has. Lines 3 and 4 have none.
+// RS-485 has a timer for each of its first two lines; the second shows itself as RS485Line3, which scripts
+// look for. Lines 3 and 4 have none.
 constexpr std::array<RetryTimer, 7> kTimers = {{
     // kind, clock, line, clock's line
     {AIO, AIO, 0, 0, "AIO", "CloudConnectSendFlags.gui8_SendDCDBRecordRetryFlags[AIO] = %d\n"},
@@ -39,10 +39,29 @@ constexpr std::array<RetryTimer, 7> kTimers = {{
      "CloudConnectSendFlags.gui8_SNMPSendDCDBRecordRetryFlags = %d\n"},
 }};
 
+static_assert(std::all_of(kAllKinds.begin(), kAllKinds.end(), [](SourceKind kind) {
+  return std::any_of(kTimers.begin(), kTimers.end(),
+                     [kind](const RetryTimer& timer) { return timer.kind == kind; });
+}));
+
+struct TimerFunction {
+  SourceKind kind;
+  const char* name;
+};
+
+constexpr auto kTimerFunctions = KindTable<TimerFunction>({
+    {AIO, "SetAIDBRetryFlag"},
+    {DIO, "SetDIDBRetryFlag"},
+    {TEMPERATURE, "SetTemperatureDBRetryFlag"},
+    {RS485, "SetRS485DBRetryFlag"},
+    {RS232, "SetRS232DBRetryFlag"},
+    {SNMP, "SetSNMPDBRetryFlag"},
+});
+
 // Seconds on the monotonic clock are compared as unsigned 32 bits, so that the comparison survives its wrap.
 // A record that is being handed over meanwhile has its time announced before its flags: they are read the
 // other way round, and the clock last, so that no record counts as old that has just left.
-void RunTimer(const RetryTimer& timer, const char* function) {
+void RunTimer(const RetryTimer& timer, const char* function, ClockSource clockSource) {
   const DataCollectorSourcesConfig& sources = gMainState.DataCollectorSourcesConfig;
   const KindSendFlags& clock = CloudConnectSendFlags[timer.clockKind];
   ByteFlag& retry = CloudConnectSendFlags[timer.kind].gui8_SendDCDBRecordRetryFlags;
@@ -50,7 +69,7 @@ void RunTimer(const RetryTimer& timer, const char* function) {
   const std::uint8_t sendUnsent = clock.gui8_SendUnsentDCDBRecord;
   const std::uint8_t firstSent = clock.gui8_FirstDCDBRecordSent;
   const std::uint32_t lastSent = clock.gui32_LastDCDBRecordSentTime;
-  const ClockReading reading = TakeMonotonicClock();
+  const ClockReading reading = TakeMonotonicClock(clockSource);
   const auto now = static_cast<std::uint32_t>(reading.now.tv_sec);
   if (now - lastSent >= static_cast<std::uint32_t>(interval) && sendUnsent == 0 && firstSent == 1) {
     retry = 1;
@@ -63,23 +82,24 @@ void RunTimer(const RetryTimer& timer, const char* function) {
   Print(timer.message, retry.load());
 }
 
-void RunTimersOf(SourceKind kind, const char* function) {
+}  // namespace
+
+void RunRetryTimers(SourceKind kind, ClockSource clock) {
+  const char* function = kTimerFunctions[kind].name;
   const FunctionTrace trace(function);
   for (const RetryTimer& timer : kTimers) {
     if (timer.kind == kind && (!IsMeterKind(kind) || IsLineEnabled(gMainState.DataCollectorSourcesConfig,
                                                                    kind, timer.enabledLine))) {
-      RunTimer(timer, function);
+      RunTimer(timer, function, clock);
     }
   }
 }
 
-}  // namespace
-
-void SetAIDBRetryFlag() { RunTimersOf(AIO, __func__); }
-void SetDIDBRetryFlag() { RunTimersOf(DIO, __func__); }
-void SetTemperatureDBRetryFlag() { RunTimersOf(TEMPERATURE, __func__); }
-void SetRS485DBRetryFlag() { RunTimersOf(RS485, __func__); }
-void SetRS232DBRetryFlag() { RunTimersOf(RS232, __func__); }
-void SetSNMPDBRetryFlag() { RunTimersOf(SNMP, __func__); }
+void SetAIDBRetryFlag() { RunRetryTimers(AIO); }
+void SetDIDBRetryFlag() { RunRetryTimers(DIO); }
+void SetTemperatureDBRetryFlag() { RunRetryTimers(TEMPERATURE); }
+void SetRS485DBRetryFlag() { RunRetryTimers(RS485); }
+void SetRS232DBRetryFlag() { RunRetryTimers(RS232); }
+void SetSNMPDBRetryFlag() { RunRetryTimers(SNMP); }
 
 }  // namespace datacollector

@@ -12,9 +12,10 @@
 #include <ctime>
 
 #include "app/ProcessHandler.h"
-#include "app/ground/FileLogger.h"
-#include "app/ground/Shell.h"
-#include "app/ground/Trace.h"
+#include "ground/FileLogger.h"
+#include "ground/Notices.h"
+#include "ground/Shell.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -116,6 +117,7 @@ void Report(const SignalRow& row) {
   Report(row);
   CloseUnixDomainSocket();
   StopShellCommands();
+  FlushAllNotices();
   FlushTrace();
   ::_exit(EXIT_SUCCESS);
 }

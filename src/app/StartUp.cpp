@@ -1,12 +1,8 @@
 #include "app/StartUp.h"
 
-#include <sys/stat.h>
-
-#include <array>
-
-#include "app/ground/FileLogger.h"
-#include "app/ground/Flags.h"
-#include "app/ground/Trace.h"
+#include "ground/FileLogger.h"
+#include "ground/Flags.h"
+#include "ground/Trace.h"
 #include "store/CreateDB.h"
 
 namespace datacollector {
@@ -18,7 +14,7 @@ struct CreationTexts {
   const char* logged;
 };
 
-constexpr std::array<CreationTexts, kSourceKinds> kCreations = {{
+constexpr auto kCreations = KindTable<CreationTexts>({
     {AIO, "Creating first time AIODB", "CreateDataCollectorDataBases:Creating first time AIODB"},
     {DIO, "Creating first time DIODB", "CreateDataCollectorDataBases:Creating first time DIO DB"},
     {TEMPERATURE, "Creating first time TemperatureDB",
@@ -26,12 +22,7 @@ constexpr std::array<CreationTexts, kSourceKinds> kCreations = {{
     {RS485, "Creating first time rs-485 DB", "CreateDataCollectorDataBases:Creating first time rs-485 DB"},
     {RS232, "Creating first time rs-232 DB", "CreateDataCollectorDataBases:Creating first time rs-232 DB"},
     {SNMP, "Creating first time SNMP DB", "CreateDataCollectorDataBases:Creating first time SNMP DB"},
-}};
-
-bool Exists(const char* path) {
-  struct stat status {};
-  return ::stat(path, &status) == 0;
-}
+});
 
 }  // namespace
 
@@ -45,10 +36,10 @@ int CreateDataCollectorDataBases(const DataCollectorMainStructure& main) {
   const FunctionTrace trace(__func__);
   for (const CreationTexts& creation : kCreations) {
     const char* path = main.DataCollectorDBConfig[creation.kind].i8_DatabaseName.c_str();
-    if (!Exists(path)) {
+    if (IsDatabaseMissing(path)) {
       PrintLine(creation.printed);
       WriteLog("%s", creation.logged);
-      CreatorOf(creation.kind)(path);
+      CreateDatabase(creation.kind, path);
     }
   }
   WriteLog("CreateDataCollectorDataBases:Success");

@@ -1,7 +1,7 @@
 // The steps of start-up between the single-instance guard and the main control loop. Main thread.
 #pragma once
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

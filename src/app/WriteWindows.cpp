@@ -1,13 +1,14 @@
 #include "app/WriteWindows.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <span>
 
 #include "app/NotAvailableRecords.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "app/ground/Trace.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "ground/Numbers.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -29,60 +30,46 @@ constexpr std::array<DueLine, 4> kDueLines = {{
     {SNMP, SNMPLine1, false, "Write Record Flag RSSNMPLine1 and MeterInd = %zu\n"},
 }};
 
-// DIO's text stands for temperature as well, as it always has.
-constexpr std::array<const char*, kIoKinds> kDueMessages = {"Write Record Flag AIO", "Write Record Flag DIO",
-                                                            "Write Record Flag DIO"};
-
+// DIO's text stands for temperature as well: the one module reads both.
 struct IoWindow {
+  SourceKind kind;
+  const char* dueMessage;
   const char* withinMessage;  // %d: within flag
   const char* afterMessage;   // %d: after flag; nullptr: none
-  void (*packNotAvailable)();
 };
 
-constexpr std::array<IoWindow, kIoKinds> kIoWindows = {{
-    {"\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[AIO]=%d ******** \n\n ", nullptr,
-     PackAIONaData},
-    {"\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[DIO]=%d ******** \n\n",
+constexpr auto kIoWindows = IoKindTable<IoWindow>({
+    {AIO, "Write Record Flag AIO",
+     "\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[AIO]=%d ******** \n\n ", nullptr},
+    {DIO, "Write Record Flag DIO",
+     "\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[DIO]=%d ******** \n\n",
      "\n\n ******************* DBWriteFlags.gui8_WriteRecordsAfterPeriodicMinute[DIO]=%d "
-     "*******************\n\n",
-     PackDIONaData},
-    {"\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[TEMPERATURE]=%d ******** \n\n",
+     "*******************\n\n"},
+    {TEMPERATURE, "Write Record Flag DIO",
+     "\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[TEMPERATURE]=%d ******** \n\n",
      "\n\n ******************* DBWriteFlags.gui8_WriteRecordsAfterPeriodicMinute[TEMPERATURE]=%d "
-     "*******************\n\n",
-     PackTemperatureNaData},
-}};
+     "*******************\n\n"},
+});
 
 struct MeterWindow {
   SourceKind kind;
   std::int32_t SourceCounts::*lines;
-  void (*packNotAvailable)(std::size_t line, std::size_t meter);  // nullptr: the kind has none
 };
 
-constexpr std::array<MeterWindow, 3> kMeterWindows = {{
-    {RS485, &SourceCounts::gi32_TotalNumRS485EnSrces, PackRS485NaData},
-    {RS232, &SourceCounts::gi32_TotalNumRS232EnSrces, PackRS232NaData},
-    {SNMP, &SourceCounts::gi32_TotalNumSNMPEnSrces, nullptr},
-}};
+constexpr auto kMeterWindows = MeterKindTable<MeterWindow>({
+    {RS485, &SourceCounts::gi32_TotalNumRS485EnSrces},
+    {RS232, &SourceCounts::gi32_TotalNumRS232EnSrces},
+    {SNMP, &SourceCounts::gi32_TotalNumSNMPEnSrces},
+});
 
 const DataCollectorSourcesConfig& Sources() { return gMainState.DataCollectorSourcesConfig; }
 
-std::size_t Bounded(std::int32_t count, std::size_t bound) {
-  return std::min(static_cast<std::size_t>(std::max(count, 0)), bound);
-}
-
-std::size_t CountedIoKinds() { return Bounded(SrcFlags.gi32_TotalNumEnSrces, kIoKinds); }
-
 std::size_t CountedLines(SourceKind kind) {
-  for (const MeterWindow& window : kMeterWindows) {
-    if (window.kind == kind) {
-      return Bounded(SrcFlags.*window.lines, SizeOfMeterTable(kind).lines);
-    }
-  }
-  return 0;
+  return Bounded(SrcFlags.*kMeterWindows[kind - kIoKinds].lines, kKinds[kind].lines);
 }
 
 std::size_t CountedMeters(SourceKind kind, std::size_t line) {
-  return Bounded(MetersInLine(Sources(), kind, line), SizeOfMeterTable(kind).meters);
+  return Bounded(MetersInLine(Sources(), kind, line), kKinds[kind].meters);
 }
 
 // The remainder decides, not the multiple: a source is due at the minutes that its interval does not divide.
@@ -121,7 +108,7 @@ void MarkDueLine(const DueLine& due, std::uint8_t minute) {
 bool IsIoKindOfLineEnabled(std::size_t line) { return Sources().i32_DataSourcesEnableFlags[line][0] == 1; }
 
 void OpenMeterWithinWindows(SourceKind kind) {
-  for (std::size_t meter = 0; meter < SizeOfMeterTable(kind).meters; ++meter) {
+  for (std::size_t meter = 0; meter < kKinds[kind].meters; ++meter) {
     for (std::size_t line = 0; line < CountedLines(kind); ++line) {
       if (!IsIoKindOfLineEnabled(line) || RecordFlags.At(kind, meter, line) != 1) {
         continue;
@@ -147,34 +134,36 @@ bool OpenAfterWindow(PeriodicWindow& window) {
   return true;
 }
 
-void CloseIoWindow(std::size_t kind) {
-  PeriodicWindow& window = DBWriteFlags.io[kind];
+void CloseIoWindow(const IoWindow& row) {
+  const SourceKind kind = row.kind;
+  PeriodicWindow& window = DBWriteFlags.At(kind);
   if (!OpenAfterWindow(window)) {
     return;
   }
   const std::uint8_t after = window.gui8_WriteRecordsAfterPeriodicMinute;
-  if (kIoWindows[kind].afterMessage != nullptr) {
-    Print(kIoWindows[kind].afterMessage, after);
+  if (row.afterMessage != nullptr) {
+    Print(row.afterMessage, after);
   }
-  if (RecordFlags.io[kind] == 0) {
-    kIoWindows[kind].packNotAvailable();
+  if (RecordFlags.At(kind) == 0) {
+    PackNotAvailable(kind);
   }
   Print(
       "DBWriteFlags.gui8_WriteRecordsAfterPeriodicMinute[%zu] = %d, "
       "DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute[%zu] = %d\n",
-      kind, after, kind, window.gui8_WriteRecordsWithinPeriodicMinute.load());
+      static_cast<std::size_t>(kind), after, static_cast<std::size_t>(kind),
+      window.gui8_WriteRecordsWithinPeriodicMinute.load());
 }
 
-void CloseMeterWindow(const MeterWindow& row, std::size_t meter, std::size_t line) {
-  PeriodicWindow& window = DBWriteFlags.At(row.kind, meter, line);
-  const char* word = kKindWord[row.kind];
+void CloseMeterWindow(SourceKind kind, std::size_t meter, std::size_t line) {
+  PeriodicWindow& window = DBWriteFlags.At(kind, meter, line);
+  const char* word = kKindWord[kind];
   if (OpenAfterWindow(window)) {
     Print(
         "\n\n ******************* DBWriteFlags.gui8_%sWriteRecordsAfterPeriodicMinute[%zu][%zu]=%d "
         "*******************\n\n",
         word, meter, line, window.gui8_WriteRecordsAfterPeriodicMinute.load());
-    if (row.packNotAvailable != nullptr && RecordFlags.At(row.kind, meter, line) == 0) {
-      row.packNotAvailable(line, meter);
+    if (RecordFlags.At(kind, meter, line) == 0) {
+      PackNotAvailable(kind, line, meter);
     }
   }
   Print(
@@ -202,11 +191,11 @@ void ReportIfNeverDue(SourceKind kind, std::size_t line) {
 void SetWRRecordsFlags(std::uint8_t minute) {
   const FunctionTrace trace(__func__);
   Print("ui8_WRMinute = %d\n", minute);
-  for (std::size_t kind = 0; kind < CountedIoKinds(); ++kind) {
-    const auto source = static_cast<SourceKind>(kind);
-    if (IsSourceEnabled(Sources(), source) && IsDueAt(minute, PublishInterval(Sources(), source))) {
-      DBWriteFlags.io[kind].gui8_WriteRecordsDue = 1;
-      PrintLine(kDueMessages[kind]);
+  for (const IoWindow& window :
+       std::span(kIoWindows).first(Bounded(SrcFlags.gi32_TotalNumEnSrces, kIoKinds))) {
+    if (IsSourceEnabled(Sources(), window.kind) && IsDueAt(minute, PublishInterval(Sources(), window.kind))) {
+      DBWriteFlags.At(window.kind).gui8_WriteRecordsDue = 1;
+      PrintLine(window.dueMessage);
     }
   }
   for (const DueLine& due : kDueLines) {
@@ -215,11 +204,11 @@ void SetWRRecordsFlags(std::uint8_t minute) {
 }
 
 void OpenWithinWindows() {
-  for (std::size_t kind = 0; kind < kIoKinds; ++kind) {
-    if (IsSourceEnabled(Sources(), static_cast<SourceKind>(kind)) && RecordFlags.io[kind] == 1) {
-      ByteFlag& within = DBWriteFlags.io[kind].gui8_WriteRecordsWithinPeriodicMinute;
+  for (const IoWindow& window : kIoWindows) {
+    if (IsSourceEnabled(Sources(), window.kind) && RecordFlags.At(window.kind) == 1) {
+      ByteFlag& within = DBWriteFlags.At(window.kind).gui8_WriteRecordsWithinPeriodicMinute;
       within = 1;
-      Print(kIoWindows[kind].withinMessage, within.load());
+      Print(window.withinMessage, within.load());
     }
   }
   for (const MeterWindow& window : kMeterWindows) {
@@ -228,16 +217,16 @@ void OpenWithinWindows() {
 }
 
 void CloseAfterWindows() {
-  for (std::size_t kind = 0; kind < kIoKinds; ++kind) {
-    if (IsSourceEnabled(Sources(), static_cast<SourceKind>(kind))) {
-      CloseIoWindow(kind);
+  for (const IoWindow& window : kIoWindows) {
+    if (IsSourceEnabled(Sources(), window.kind)) {
+      CloseIoWindow(window);
     }
   }
   for (const MeterWindow& window : kMeterWindows) {
-    for (std::size_t meter = 0; meter < SizeOfMeterTable(window.kind).meters; ++meter) {
+    for (std::size_t meter = 0; meter < kKinds[window.kind].meters; ++meter) {
       for (std::size_t line = 0; line < CountedLines(window.kind); ++line) {
         if (IsLineEnabled(Sources(), window.kind, line) && meter < CountedMeters(window.kind, line)) {
-          CloseMeterWindow(window, meter, line);
+          CloseMeterWindow(window.kind, meter, line);
         }
       }
     }
@@ -246,8 +235,7 @@ void CloseAfterWindows() {
 
 void ReportIntervalsThatAreNeverDue() {
   for (const SourceKind kind : kAllKinds) {
-    const std::size_t lines = kind == RS485 ? kRs485StoredLines : 1;
-    for (std::size_t line = 0; line < lines; ++line) {
+    for (std::size_t line = 0; line < kKinds[kind].storedLines; ++line) {
       ReportIfNeverDue(kind, line);
     }
   }

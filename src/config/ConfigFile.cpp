@@ -1,8 +1,10 @@
 #include "config/ConfigFile.h"
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
+
+const ConfigObserver* gConfigObserver = nullptr;
 
 ConfigFile::ConfigFile(const char* path) : path_(path), config_{} {
   ::config_init(&config_);
@@ -21,8 +23,15 @@ bool ConfigFile::CheckRead() const {
   return read_;
 }
 
+void ConfigFile::Observe(const char* key, bool text) const {
+  if (gConfigObserver != nullptr) {
+    gConfigObserver->lookedUp(path_, key, text);
+  }
+}
+
 // The settings in front of a syntax error stay in the libconfig object, so it is not asked then.
 std::optional<int> ConfigFile::Number(const char* key) const {
+  Observe(key, false);
   int value = 0;
   if (!read_ || ::config_lookup_int(&config_, key, &value) != CONFIG_TRUE) {
     return std::nullopt;
@@ -31,6 +40,7 @@ std::optional<int> ConfigFile::Number(const char* key) const {
 }
 
 const char* ConfigFile::Text(const char* key) const {
+  Observe(key, true);
   const char* text = nullptr;
   return read_ && ::config_lookup_string(&config_, key, &text) == CONFIG_TRUE ? text : nullptr;
 }

@@ -7,6 +7,15 @@
 
 namespace datacollector {
 
+// Told what the readers do, for a program that checks a configuration with them. Each call names a file and a
+// key of it.
+struct ConfigObserver {
+  void (*lookedUp)(const char* path, const char* key, bool text);
+  void (*stored)(const char* path, const char* key, long value);  // a number, as the record holds it
+  void (*cut)(const char* path, const char* key, unsigned long limit);
+};
+extern const ConfigObserver* gConfigObserver;  // nullptr: nobody; set while no other thread reads
+
 class ConfigFile {
  public:
   // Reads the file and prints nothing. `path` must outlive the object.
@@ -30,6 +39,8 @@ class ConfigFile {
   const char* Text(const char* key) const;
 
  private:
+  void Observe(const char* key, bool text) const;
+
   const char* path_;
   config_t config_;
   bool read_ = false;

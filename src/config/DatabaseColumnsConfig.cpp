@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <span>
 
-#include "app/ground/Trace.h"
 #include "config/ConfigFile.h"
 #include "config/DatabaseConfig.h"
 #include "config/Setting.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -197,19 +197,21 @@ constexpr Wording kSnmpWording = {"SNMP value at setting in {key} in {file} file
 // A kind's keys in reading order. With both kinds enabled, the temperature file's status replaces the DIO
 // file's, and the temperature table's "not sent" value stays 0.
 struct KindKeys {
+  SourceKind kind;
   std::span<const Setting<Params>> columns;
   Setting<DataCollectorDBParams> status;
   std::span<const Setting<Params>> recordType;
   const Wording& wording;
 };
-constexpr std::array<KindKeys, kSourceKinds> kKindKeys = {{
-    {kAioKeys, StatusKey<AIO>("AITxStatus"), {}, kWording},
-    {kDioKeys, StatusKey<DIO>("DITxStatus"), kDioRecordType, kWording},
-    {kTemperatureKeys, StatusKey<TEMPERATURE, DIO>("TemperatureTxStatus"), kTemperatureRecordType, kWording},
-    {kRs485Keys, StatusKey<RS485>("EMeterRS485TxStatus"), {}, kWording},
-    {kRs232Keys, StatusKey<RS232>("EMeterRS232TxStatus"), {}, kWording},
-    {kSnmpKeys, StatusKey<SNMP>("SNMPTxStatus"), {}, kSnmpWording},
-}};
+constexpr auto kKindKeys = KindTable<KindKeys>({
+    {AIO, kAioKeys, StatusKey<AIO>("AITxStatus"), {}, kWording},
+    {DIO, kDioKeys, StatusKey<DIO>("DITxStatus"), kDioRecordType, kWording},
+    {TEMPERATURE, kTemperatureKeys, StatusKey<TEMPERATURE, DIO>("TemperatureTxStatus"),
+     kTemperatureRecordType, kWording},
+    {RS485, kRs485Keys, StatusKey<RS485>("EMeterRS485TxStatus"), {}, kWording},
+    {RS232, kRs232Keys, StatusKey<RS232>("EMeterRS232TxStatus"), {}, kWording},
+    {SNMP, kSnmpKeys, StatusKey<SNMP>("SNMPTxStatus"), {}, kSnmpWording},
+});
 
 }  // namespace
 
@@ -223,7 +225,7 @@ int ReadDataCollectorDBCtrlUpdateConfig(DataCollectorMainStructure& main, const 
     file.CheckRead();
   }
   for (const SourceKind kind : kAllKinds) {
-    if (IsKindRead(main.DataCollectorSourcesConfig, kind)) {
+    if (IsKindRead(main.DataCollectorSourcesConfig, kind, kKinds[kind].sources)) {
       const KindKeys& keys = kKindKeys[kind];
       ReadSettings(files[kind], keys.columns, main.DataCollectorDBParams[kind], keys.wording);
       ReadSetting(files[kind], keys.status, main.DataCollectorDBParams, keys.wording);

@@ -1,7 +1,7 @@
 // The columns that the record store reads and updates by name, kind by kind.
 #pragma once
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

@@ -8,30 +8,27 @@
 #include <new>
 #include <string_view>
 
-#include "app/ground/Trace.h"
 #include "config/NameValueFile.h"
 #include "config/Setting.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
 
-// The column lists of RS-485 follow its first three lines only: a gateway whose only enabled line is the
-// fourth has control settings and no columns.
-constexpr std::size_t kRs485LinesWithColumns = 3;
-
 // How the column files of the meter kinds announce themselves on the trace; the I/O kinds do not.
 struct ColumnFileTrace {
+  SourceKind kind;
   const char* entryCount;
   const char* word;  // nullptr: no announcement
 };
-constexpr std::array<ColumnFileTrace, kSourceKinds> kColumnFileTraces = {{
-    {"number of name value pair = %d\n", nullptr},
-    {"number of name value pair = %d\n", nullptr},
-    {"number of name value pair = %d\n", nullptr},
-    {"number of name value pair RS485 = %d\n", "RS485"},
-    {"number of name value pair RS232 = %d\n", "RS232"},
-    {"number of name value pair SNMP = %d\n", "SNMP"},
-}};
+constexpr auto kColumnFileTraces = KindTable<ColumnFileTrace>({
+    {AIO, "number of name value pair = %d\n", nullptr},
+    {DIO, "number of name value pair = %d\n", nullptr},
+    {TEMPERATURE, "number of name value pair = %d\n", nullptr},
+    {RS485, "number of name value pair RS485 = %d\n", "RS485"},
+    {RS232, "number of name value pair RS232 = %d\n", "RS232"},
+    {SNMP, "number of name value pair SNMP = %d\n", "SNMP"},
+});
 
 // The entries of a column file.
 struct Entries {
@@ -91,14 +88,16 @@ void StoreEntries(const ColumnFile& file, int entryCount, DatabaseConfig& config
 
 // The four control settings of a kind. Wait and attempts may stand in another kind's file.
 struct ControlKeys {
+  SourceKind kind;
   std::array<Setting<DatabaseConfig>, 2> table;
   std::array<Setting<DatabaseConfig>, 2> access;
   SourceKind accessFile;
 };
 
-constexpr ControlKeys KeysOf(const char* recordNumber, const char* maxRows, const char* wait,
+constexpr ControlKeys KeysOf(SourceKind kind, const char* recordNumber, const char* maxRows, const char* wait,
                              const char* retry, SourceKind accessFile) {
-  return {{{TextKey<&DatabaseConfig::i8_RecordNumber>(recordNumber),
+  return {kind,
+          {{TextKey<&DatabaseConfig::i8_RecordNumber>(recordNumber),
             NumberKey<&DatabaseConfig::ui16_MAXRecords>(maxRows)}},
           {{NumberKey<&DatabaseConfig::i32_DatabaseAccessWaitInterval>(wait),
             NumberKey<&DatabaseConfig::ui16_MaxDatabaseAccessRetry>(retry)}},
@@ -107,20 +106,20 @@ constexpr ControlKeys KeysOf(const char* recordNumber, const char* maxRows, cons
 
 // The temperature kind's wait and attempts are looked up in the DIO file: written into the temperature file
 // they have no effect.
-constexpr std::array<ControlKeys, kSourceKinds> kControlKeys = {{
-    KeysOf("AIRecordNumber", "AIMaxRowsCount", "AIDatabaseAccessWaitInterval", "AIMaxDatabaseAccessRetry",
-           AIO),
-    KeysOf("DIRecordNumber", "DIMaxRowsCount", "DIDatabaseAccessWaitInterval", "DIMaxDatabaseAccessRetry",
-           DIO),
-    KeysOf("TemperatureRecordNumber", "TemperatureMaxRowsCount", "TemperatureDatabaseAccessWaitInterval",
-           "TemperatureMaxDatabaseAccessRetry", DIO),
-    KeysOf("EMeterRS485RecordNumber", "EMeterRS485MaxRowsCount", "EMeterRS485DatabaseAccessWaitInterval",
-           "EMeterRS485MaxDatabaseAccessRetry", RS485),
-    KeysOf("EMeterRS232RecordNumber", "EMeterRS232MaxRowsCount", "EMeterRS232DatabaseAccessWaitInterval",
-           "EMeterRS232MaxDatabaseAccessRetry", RS232),
-    KeysOf("SNMPRecordNumber", "SNMPMaxRowsCount", "SNMPDatabaseAccessWaitInterval",
+constexpr auto kControlKeys = KindTable<ControlKeys>({
+    KeysOf(AIO, "AIRecordNumber", "AIMaxRowsCount", "AIDatabaseAccessWaitInterval",
+           "AIMaxDatabaseAccessRetry", AIO),
+    KeysOf(DIO, "DIRecordNumber", "DIMaxRowsCount", "DIDatabaseAccessWaitInterval",
+           "DIMaxDatabaseAccessRetry", DIO),
+    KeysOf(TEMPERATURE, "TemperatureRecordNumber", "TemperatureMaxRowsCount",
+           "TemperatureDatabaseAccessWaitInterval", "TemperatureMaxDatabaseAccessRetry", DIO),
+    KeysOf(RS485, "EMeterRS485RecordNumber", "EMeterRS485MaxRowsCount",
+           "EMeterRS485DatabaseAccessWaitInterval", "EMeterRS485MaxDatabaseAccessRetry", RS485),
+    KeysOf(RS232, "EMeterRS232RecordNumber", "EMeterRS232MaxRowsCount",
+           "EMeterRS232DatabaseAccessWaitInterval", "EMeterRS232MaxDatabaseAccessRetry", RS232),
+    KeysOf(SNMP, "SNMPRecordNumber", "SNMPMaxRowsCount", "SNMPDatabaseAccessWaitInterval",
            "SNMPMaxDatabaseAccessRetry", SNMP),
-}};
+});
 
 constexpr Wording kControlWording = {"value at setting in {key}={value} in {file} file\n",
                                      "value at setting in {key} in {file} file={value}\n", kMissingKey};
@@ -129,17 +128,19 @@ constexpr const char* kRs485ControlFile = "i8_RS485PerDatabaseCtrlConfigFileName
 
 // What is printed about a control file before the error of an unreadable one, and about a readable one.
 struct ControlFileTrace {
+  SourceKind kind;
   const char* unreadable;
   const char* readable;
 };
-constexpr std::array<ControlFileTrace, kSourceKinds> kControlFileTraces = {{
-    {"", ""},
-    {"", ""},
-    {"", "Temperaturecfg success\n"},
-    {"i8_RS485PerDatabaseCtrlConfigFileName : {file}\nError in reading RS 485 DataBase Ctrl file \n", ""},
-    {"Error in reading RS232 DataBase Ctrl file \n", "RS232cfg success\n"},
-    {"Error in reading SNMP DataBase Ctrl file \n", "SNMPcfg success\n"},
-}};
+constexpr auto kControlFileTraces = KindTable<ControlFileTrace>({
+    {AIO, "", ""},
+    {DIO, "", ""},
+    {TEMPERATURE, "", "Temperaturecfg success\n"},
+    {RS485, "i8_RS485PerDatabaseCtrlConfigFileName : {file}\nError in reading RS 485 DataBase Ctrl file \n",
+     ""},
+    {RS232, "Error in reading RS232 DataBase Ctrl file \n", "RS232cfg success\n"},
+    {SNMP, "Error in reading SNMP DataBase Ctrl file \n", "SNMPcfg success\n"},
+});
 
 void ReportControlFiles(const ControlFiles& files) {
   for (const SourceKind kind : kAllKinds) {
@@ -151,25 +152,17 @@ void ReportControlFiles(const ControlFiles& files) {
 
 }  // namespace
 
-bool IsKindRead(const DataCollectorSourcesConfig& sources, SourceKind kind, std::size_t rs485Lines) {
-  if (!IsMeterKind(kind)) {
-    return static_cast<std::int32_t>(kind) < sources.i32_No_Of_Sources && IsLineEnabled(sources, kind, 0);
-  }
-  const std::size_t lines = kind == RS485 ? rs485Lines : 1;
-  for (std::size_t line = 0; line < lines; ++line) {
-    if (IsLineEnabled(sources, kind, line)) {
-      return true;
-    }
-  }
-  return false;
+bool IsKindRead(const DataCollectorSourcesConfig& sources, SourceKind kind, std::size_t count) {
+  return (IsMeterKind(kind) || static_cast<std::int32_t>(kind) < sources.i32_No_Of_Sources) &&
+         IsSourceEnabled(sources, kind, count);
 }
 
 int ReadDataCollectorDBColumnsConfig(DataCollectorMainStructure& main, const char* aioPath,
                                      const char* dioPath, const char* rs485Path, const char* rs232Path,
                                      const char* temperaturePath, const char* snmpPath) {
   const FunctionTrace trace(__func__);
-  const std::array<const char*, kSourceKinds> paths = {aioPath,   dioPath,   temperaturePath,
-                                                       rs485Path, rs232Path, snmpPath};
+  const auto paths = std::to_array({aioPath, dioPath, temperaturePath, rs485Path, rs232Path, snmpPath});
+  static_assert(paths.size() == kSourceKinds);
   const std::unique_ptr<Entries> ioEntries(new (std::nothrow) Entries{});
   const std::unique_ptr<Entries> meterEntries(new (std::nothrow) Entries{});
   if (ioEntries == nullptr || meterEntries == nullptr) {
@@ -177,7 +170,7 @@ int ReadDataCollectorDBColumnsConfig(DataCollectorMainStructure& main, const cha
     return 0;
   }
   for (const SourceKind kind : kAllKinds) {
-    if (IsKindRead(main.DataCollectorSourcesConfig, kind, kRs485LinesWithColumns)) {
+    if (IsKindRead(main.DataCollectorSourcesConfig, kind, kKinds[kind].columnSources)) {
       Entries& entries = IsMeterKind(kind) ? *meterEntries : *ioEntries;
       const int count = ParseContentFromConfig(&entries.names, &entries.values, paths[kind]);
       const ColumnFileTrace& texts = kColumnFileTraces[kind];
@@ -197,7 +190,7 @@ int ReadDataCollectorDBCtrlConfig(DataCollectorMainStructure& main, const char* 
                               ConfigFile(rs485Path), ConfigFile(rs232Path), ConfigFile(snmpPath)};
   ReportControlFiles(files);
   for (const SourceKind kind : kAllKinds) {
-    if (IsKindRead(main.DataCollectorSourcesConfig, kind)) {
+    if (IsKindRead(main.DataCollectorSourcesConfig, kind, kKinds[kind].sources)) {
       const ControlKeys& keys = kControlKeys[kind];
       DatabaseConfig& config = main.DataCollectorDBConfig[kind];
       ReadSettings(files[kind], keys.table, config, kControlWording);

@@ -5,8 +5,8 @@
 #include <array>
 #include <cstddef>
 
-#include "app/ground/MainState.h"
 #include "config/ConfigFile.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 
@@ -24,9 +24,8 @@ int ReadDataCollectorDBCtrlConfig(DataCollectorMainStructure& main, const char* 
 // The control files of the six kinds, in the kinds' order, which is also the order of reading.
 using ControlFiles = std::array<ConfigFile, kSourceKinds>;
 
-// Whether a kind's files count: an I/O kind is configured and enabled; for RS-485 one of the first
-// `rs485Lines` lines is enabled, for RS-232 and SNMP their line.
-bool IsKindRead(const DataCollectorSourcesConfig& sources, SourceKind kind,
-                std::size_t rs485Lines = kRs485ConfigurableLines);
+// Whether a kind's files count: one of its first `count` sources is enabled, and an I/O kind is among the
+// configured ones.
+bool IsKindRead(const DataCollectorSourcesConfig& sources, SourceKind kind, std::size_t count);
 
 }  // namespace datacollector

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {

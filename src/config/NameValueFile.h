@@ -4,8 +4,8 @@
 #include <array>
 #include <cstddef>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/MainState.h"
+#include "ground/FixedText.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

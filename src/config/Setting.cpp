@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -34,6 +34,9 @@ void PrintEcho(std::string_view pattern, const EchoWords& words) {
 
 void PrintNumber(const char* pattern, const char* key, const ConfigFile& file, std::int32_t value,
                  std::string_view index) {
+  if (gConfigObserver != nullptr) {
+    gConfigObserver->stored(file.Path(), key, value);
+  }
   PrintEcho(pattern, {key, file.Path(), std::to_string(value), index});
 }
 
@@ -46,6 +49,9 @@ void PrintStoredText(const char* pattern, const char* key, const ConfigFile& fil
 }
 
 void ReportCut(const char* key, const char* path, std::size_t limit) {
+  if (gConfigObserver != nullptr) {
+    gConfigObserver->cut(path, key, limit);
+  }
   PrintError("'%s' in %s file is longer than %zu characters and was cut\n", key, path, limit);
 }
 

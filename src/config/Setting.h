@@ -11,8 +11,8 @@
 #include <string_view>
 #include <type_traits>
 
-#include "app/ground/FixedText.h"
 #include "config/ConfigFile.h"
+#include "ground/FixedText.h"
 
 namespace datacollector {
 

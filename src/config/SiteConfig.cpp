@@ -8,10 +8,10 @@
 #include <span>
 #include <string>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/Trace.h"
 #include "config/ConfigFile.h"
 #include "config/Setting.h"
+#include "ground/FixedText.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {

@@ -3,7 +3,7 @@
 // Texts that the main state keeps as heap copies are never freed: they are used until the process ends.
 #pragma once
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

@@ -1,6 +1,5 @@
 #include "config/SourcesConfig.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,11 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/Trace.h"
 #include "config/ConfigFile.h"
 #include "config/Setting.h"
+#include "ground/FixedText.h"
+#include "ground/GenericFunctions.h"
+#include "ground/Numbers.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -166,7 +166,7 @@ void ReadLineKey(const ConfigFile& file, const LineKey& lineKey, std::size_t ind
 
 // How many kinds or lines of a group are read.
 std::size_t ReadableCount(const SourceGroup& group, const Sources& sources) {
-  return std::min(static_cast<std::size_t>(std::max(sources.*group.count, 0)), group.limit);
+  return Bounded(sources.*group.count, group.limit);
 }
 
 void ReportCountsAboveLimit(const ConfigFile& file, const Sources& sources) {
@@ -180,7 +180,7 @@ void ReportCountsAboveLimit(const ConfigFile& file, const Sources& sources) {
 
 // The lines share the identifiers: what the last line reads stands.
 void ReadMeterIds(const ConfigFile& file, std::int32_t meters, Sources& sources) {
-  const std::size_t count = std::min(static_cast<std::size_t>(std::max(meters, 0)), sources.MeterID.size());
+  const std::size_t count = Bounded(meters, sources.MeterID.size());
   for (std::size_t meter = 0; meter < count; ++meter) {
     KeyText key{};
     key.Format("%s_%zu", "MeterID", meter + 1);

@@ -2,7 +2,7 @@
 // to the source applications.
 #pragma once
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

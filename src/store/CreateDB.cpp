@@ -3,20 +3,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <mutex>
 
-#include "app/ground/FileLogger.h"
-#include "app/ground/FixedText.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/Shell.h"
-#include "app/ground/Trace.h"
+#include "ground/FileLogger.h"
+#include "ground/FixedText.h"
+#include "ground/GenericFunctions.h"
+#include "ground/KindTable.h"
+#include "ground/Shell.h"
+#include "ground/Trace.h"
+#include "store/FileIdentity.h"
 
 namespace datacollector {
 namespace {
 
 struct Creation {
+  SourceKind kind;
+  const char* function;
   const char* dataDirectory;
   bool logsUnusableDirectory;
   bool makesDirectories;  // false: relies on a kind that was created before
@@ -26,20 +29,20 @@ struct Creation {
 };
 
 // clang-format off
-constexpr std::array<Creation, kSourceKinds> kCreations = {{
-    {"/vorl/disk/AppData/K740", true, true, "AIODataCollectorDB.db", "AIO_table",
+constexpr auto kCreations = KindTable<Creation>({
+    {AIO, "CreateAIDB", "/vorl/disk/AppData/K740", true, true, "AIODataCollectorDB.db", "AIO_table",
      "/root/DataCollectorAppComponent/etc/Config/AIOPerDatabaseColumnsConfig.cfg"},
-    {"/vorl/disk/AppData/K740/", false, true, "DIODataCollectorDB.db", "DIO_table",
+    {DIO, "CreateDIODB", "/vorl/disk/AppData/K740/", false, true, "DIODataCollectorDB.db", "DIO_table",
      "/root/DataCollectorAppComponent/etc/Config/DIOPerDatabaseColumnsConfig.cfg"},
-    {"/vorl/disk/AppData/K740/", false, true, "TemperatureDataCollectorDB.db", "Temperature_table",
-     "/root/DataCollectorAppComponent/etc/Config/TemperaturePerDatabaseColumnsConfig.cfg"},
-    {"/vorl/disk/AppData/K740/", false, false, "EMeterRS485DataCollectorDb.db", "EnergyMeter_RS485_table",
-     "/root/DataCollectorAppComponent/etc/Config/RS485PerDatabaseColumnsConfig.cfg"},
-    {"/vorl/disk/AppData/K740/", false, false, "RS232DataCollectorDb.db", "RS232_table",
+    {TEMPERATURE, "CreateTemperatureDB", "/vorl/disk/AppData/K740/", false, true, "TemperatureDataCollectorDB.db",
+     "Temperature_table", "/root/DataCollectorAppComponent/etc/Config/TemperaturePerDatabaseColumnsConfig.cfg"},
+    {RS485, "CreateRS485DB", "/vorl/disk/AppData/K740/", false, false, "EMeterRS485DataCollectorDb.db",
+     "EnergyMeter_RS485_table", "/root/DataCollectorAppComponent/etc/Config/RS485PerDatabaseColumnsConfig.cfg"},
+    {RS232, "CreateRS232DB", "/vorl/disk/AppData/K740/", false, false, "RS232DataCollectorDb.db", "RS232_table",
      "/root/DataCollectorAppComponent/etc/Config/RS232PerDatabaseColumnsConfig.cfg"},
-    {"/vorl/disk/AppData/K740/", false, false, "SNMPDataCollectorDb.db", "SNMP_table",
+    {SNMP, "CreateSNMPDB", "/vorl/disk/AppData/K740/", false, false, "SNMPDataCollectorDb.db", "SNMP_table",
      "/root/DataCollectorAppComponent/etc/Config/SNMPPerDatabaseColumnsConfig.cfg"},
-}};
+});
 // clang-format on
 
 constexpr const char* kDatabaseDirectory = "/vorl/disk/AppData/K740/DataCollector/Db";
@@ -83,16 +86,21 @@ void RunTableScript(const Creation& creation) {
   RunShellCommand(command.c_str());
 }
 
-// The directories are made below the working directory, of which the process has one for all its threads, and
-// a level that another thread makes in between would count as a failure: one creation at a time.
-void CreateDatabase(const Creation& creation, const char* databasePath, const char* function) {
-  static std::mutex oneAtATime;
-  FunctionTrace trace(function);
-  const std::lock_guard lock(oneAtATime);
-  struct stat status {};
-  if (::stat(databasePath, &status) == 0) {
+// A log or journal of a database that is gone would meet the one that the script makes. Where nobody can tell
+// whether it is gone, they stay.
+void RemoveLeftovers(const char* databasePath) {
+  if (struct stat status{}; ::stat(databasePath, &status) != 0 && errno != ENOENT) {
     return;
   }
+  for (const char* suffix : kBesideSuffixes) {
+    FixedText<520> beside{};
+    if (beside.Assign(databasePath) && beside.Append(suffix)) {
+      ::unlink(beside.c_str());
+    }
+  }
+}
+
+void MakeMissingDatabase(const Creation& creation, const char* databasePath, FunctionTrace& trace) {
   if (::chdir(creation.dataDirectory) != 0) {
     if (IsUnusable(errno)) {
       PrintLine(kUnusableDirectory);
@@ -107,24 +115,38 @@ void CreateDatabase(const Creation& creation, const char* databasePath, const ch
     trace.SkipEnd();
     return;
   }
+  RemoveLeftovers(databasePath);
   RunTableScript(creation);
 }
 
 }  // namespace
 
-void CreateAIDB(const char* databasePath) { CreateDatabase(kCreations[AIO], databasePath, __func__); }
-void CreateDIODB(const char* databasePath) { CreateDatabase(kCreations[DIO], databasePath, __func__); }
-void CreateTemperatureDB(const char* databasePath) {
-  CreateDatabase(kCreations[TEMPERATURE], databasePath, __func__);
+bool IsDatabaseMissing(const char* databasePath) {
+  struct stat status {};
+  return ::stat(databasePath, &status) != 0 || (S_ISREG(status.st_mode) && status.st_size == 0);
 }
-void CreateRS485DB(const char* databasePath) { CreateDatabase(kCreations[RS485], databasePath, __func__); }
-void CreateRS232DB(const char* databasePath) { CreateDatabase(kCreations[RS232], databasePath, __func__); }
-void CreateSNMPDB(const char* databasePath) { CreateDatabase(kCreations[SNMP], databasePath, __func__); }
 
-DatabaseCreator CreatorOf(SourceKind kind) {
-  static constexpr std::array<DatabaseCreator, kSourceKinds> kCreators = {
-      CreateAIDB, CreateDIODB, CreateTemperatureDB, CreateRS485DB, CreateRS232DB, CreateSNMPDB};
-  return kCreators[kind];
+// The directories are made below the working directory, of which the process has one for all its threads, and
+// a level that another thread makes in between would count as a failure: one creation at a time. A database
+// that is there waits for nobody's script.
+void CreateDatabase(SourceKind kind, const char* databasePath) {
+  static std::mutex oneAtATime;
+  const Creation& creation = kCreations[kind];
+  FunctionTrace trace(creation.function);
+  if (!IsDatabaseMissing(databasePath)) {
+    return;
+  }
+  const std::lock_guard lock(oneAtATime);
+  if (IsDatabaseMissing(databasePath)) {
+    MakeMissingDatabase(creation, databasePath, trace);
+  }
 }
+
+void CreateAIDB(const char* databasePath) { CreateDatabase(AIO, databasePath); }
+void CreateDIODB(const char* databasePath) { CreateDatabase(DIO, databasePath); }
+void CreateTemperatureDB(const char* databasePath) { CreateDatabase(TEMPERATURE, databasePath); }
+void CreateRS485DB(const char* databasePath) { CreateDatabase(RS485, databasePath); }
+void CreateRS232DB(const char* databasePath) { CreateDatabase(RS232, databasePath); }
+void CreateSNMPDB(const char* databasePath) { CreateDatabase(SNMP, databasePath); }
 
 }  // namespace datacollector

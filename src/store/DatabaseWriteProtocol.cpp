@@ -7,8 +7,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/Trace.h"
+#include "ground/GenericFunctions.h"
+#include "ground/KindTable.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 namespace {
@@ -27,19 +28,19 @@ const char* IoData(const DataCollectorDBData& data, const RecordOrigin& /*origin
 
 // Lines 1 and 2.
 const char* Rs485Data(const DataCollectorDBData& data, const RecordOrigin& origin) {
-  const bool stored = origin.line < kRs485StoredLines && origin.meter < kRs485Meters;
-  return stored ? data.i8_RS485Record[origin.line][origin.meter].c_str() : nullptr;
+  const bool stored = origin.line < kKinds[RS485].storedLines && origin.meter < kKinds[RS485].meters;
+  return stored ? data.i8_MeterRecord.At(RS485, origin.meter, origin.line).c_str() : nullptr;
 }
 
 const char* Rs232Data(const DataCollectorDBData& data, const RecordOrigin& origin) {
-  const bool stored = origin.line == RS232Line1 && origin.meter < kRs232Meters;
-  return stored ? data.i8_RS232Line1Record[origin.meter].c_str() : nullptr;
+  const bool stored = origin.line == RS232Line1 && origin.meter < kKinds[RS232].meters;
+  return stored ? data.i8_MeterRecord.At(RS232, origin.meter).c_str() : nullptr;
 }
 
 // Devices are counted from 1 here, unlike the meters of the other two kinds.
 const char* SnmpData(const DataCollectorDBData& data, const RecordOrigin& origin) {
-  const bool stored = origin.line == SNMPLine1 && origin.meter >= 1 && origin.meter <= kSnmpDevices;
-  return stored ? data.i8_SNMPLine1Record[origin.meter - 1].c_str() : nullptr;
+  const bool stored = origin.line == SNMPLine1 && origin.meter >= 1 && origin.meter <= kKinds[SNMP].meters;
+  return stored ? data.i8_MeterRecord.At(SNMP, origin.meter - 1).c_str() : nullptr;
 }
 
 enum class Identity { Gateway, Source };             // whose site and device id stand in the text
@@ -48,6 +49,9 @@ enum class RequestId { Passed, Parsed };             // by the caller, or left i
 enum class ReadTime { Stored, RefreshedAtPacking };  // a refreshed one also replaces the stored one
 
 struct Packing {
+  SourceKind kind;
+  const char* packsRecord;  // the functions' names on the trace
+  const char* packsColumns;
   bool meterIndex;  // between start mark and site id
   Identity identity;
   Presence siteId;
@@ -59,14 +63,20 @@ struct Packing {
 
 // A dropped field goes with its comma, so the switches also decide how many columns the table must have.
 // clang-format off
-constexpr std::array<Packing, kSourceKinds> kPackings = {{
-    {false, Identity::Gateway, Presence::Always,   Presence::Always,   RequestId::Passed, IoData<AIO>,         ReadTime::Stored},
-    {false, Identity::Gateway, Presence::Switched, Presence::Always,   RequestId::Parsed, IoData<DIO>,         ReadTime::RefreshedAtPacking},
-    {false, Identity::Gateway, Presence::Switched, Presence::Always,   RequestId::Parsed, IoData<TEMPERATURE>, ReadTime::Stored},
-    {true,  Identity::Gateway, Presence::Switched, Presence::Switched, RequestId::Passed, Rs485Data,           ReadTime::RefreshedAtPacking},
-    {false, Identity::Source,  Presence::Switched, Presence::Switched, RequestId::Passed, Rs232Data,           ReadTime::RefreshedAtPacking},
-    {false, Identity::Source,  Presence::Always,   Presence::Always,   RequestId::Passed, SnmpData,            ReadTime::Stored},
-}};
+constexpr auto kPackings = KindTable<Packing>({
+    {AIO, "PackAIDBWriteRecord", "PackAIDBColumnNames",
+     false, Identity::Gateway, Presence::Always,   Presence::Always,   RequestId::Passed, IoData<AIO>,         ReadTime::Stored},
+    {DIO, "PackDIODBWriteRecord", "PackDIODBColumnNames",
+     false, Identity::Gateway, Presence::Switched, Presence::Always,   RequestId::Parsed, IoData<DIO>,         ReadTime::RefreshedAtPacking},
+    {TEMPERATURE, "PackTemperatureDBWriteRecord", "PackTemperatureDBColumnNames",
+     false, Identity::Gateway, Presence::Switched, Presence::Always,   RequestId::Parsed, IoData<TEMPERATURE>, ReadTime::Stored},
+    {RS485, "PackRS485DBWriteRecord", "PackRS485DBColumnNames",
+     true,  Identity::Gateway, Presence::Switched, Presence::Switched, RequestId::Passed, Rs485Data,           ReadTime::RefreshedAtPacking},
+    {RS232, "PackRS232DBWriteRecord", "PackRS232DBColumnNames",
+     false, Identity::Source,  Presence::Switched, Presence::Switched, RequestId::Passed, Rs232Data,           ReadTime::RefreshedAtPacking},
+    {SNMP, "PackSNMPDBWriteRecord", "PackSNMPDBColumnNames",
+     false, Identity::Source,  Presence::Always,   Presence::Always,   RequestId::Passed, SnmpData,            ReadTime::Stored},
+});
 // clang-format on
 
 // Only the I/O kinds have a place for a parsed request id.
@@ -138,46 +148,6 @@ void PackReadTime(RecordPacker& packer, const Packing& packing, TimeStampText& s
   packer.Field("\"%s\",", stored.c_str());
 }
 
-void PackRecord(DataCollectorMainStructure& main, SourceKind kind, RecordText& out,
-                const RecordOrigin& origin, const char* function) {
-  const FunctionTrace trace(function);
-  const Packing& packing = kPackings[kind];
-  DataCollectorDBData& data = main.DataCollectorDBData;
-  RecordPacker packer(data.i8_DCDBRecord[kind], kKindWord[kind]);
-  packer.Field("\"%s\",", main.PackingIdentity.gi8_OverallRecordStartMark.c_str());
-  if (packing.meterIndex) {
-    packer.Field("\"%d\",", static_cast<int>(origin.meter));
-  }
-  PackIdentity(packer, packing, main.PackingIdentity, origin);
-  packer.Field("%d,", TakeRecordType(main.i32_AlarmFlag[kind]));
-  packer.Field("%d,", packing.requestId == RequestId::Parsed ? main.i32_ParsedReqId[kind] : origin.requestId);
-  packer.Field("\"%s_%s\",", TextOrEmpty(main.OruVer), TextOrEmpty(main.SoftwareVer));
-  packer.Field("%02x,", kResponseCode);
-  packer.Field("%d,", static_cast<int>(data.ui16_DBRecordNumber[kind]));
-  PackRecordData(packer, packing.recordData(data, origin));
-  PackReadTime(packer, packing, data.i8_ReadTimeStamp[kind], main.ui16_DCDBReadTimeStampInSecSinceEpoch);
-  packer.Field("\"%s\"", main.PackingIdentity.gi8_OverallRecordEndMark.c_str());
-  packer.Finish();
-  out = data.i8_DCDBRecord[kind];
-  Print("i8_DatabaseBuf %s: |%s|\n", kKindWord[kind], out.c_str());
-}
-
-void PackColumnNames(const DataCollectorMainStructure& main, SourceKind kind, ColumnListText& out,
-                     const char* function) {
-  const FunctionTrace trace(function);
-  const DatabaseConfig& config = main.DataCollectorDBConfig[kind];
-  const std::size_t count = std::min<std::size_t>(config.ui16_NoOfColumns, kMaxColumns);
-  bool fits = true;
-  for (std::size_t column = 0; column < count; ++column) {
-    fits = (column == 0 || out.Append(",")) && fits;
-    fits = out.Append(config.i8_ColumnNames[column].view()) && fits;
-  }
-  if (!fits) {
-    PrintError("The %s column list is cut to %zu characters\n", kKindWord[kind], ColumnListText::kCapacity);
-  }
-  Print("Concatenated Column String %s = %s\n", kKindWord[kind], out.c_str());
-}
-
 // Reads the six pieces of "YYYY-MM-DD hh:mm:ss"; false when one is missing.
 bool ReadBrokenDownTime(std::string_view text, std::tm& time) {
   constexpr std::string_view kSeparators = "-- ::";
@@ -205,43 +175,82 @@ bool ReadBrokenDownTime(std::string_view text, std::tm& time) {
 
 }  // namespace
 
+void PackRecord(DataCollectorMainStructure& main, SourceKind kind, RecordText& out,
+                const RecordOrigin& origin) {
+  const Packing& packing = kPackings[kind];
+  const FunctionTrace trace(packing.packsRecord);
+  DataCollectorDBData& data = main.DataCollectorDBData;
+  RecordPacker packer(data.i8_DCDBRecord[kind], kKindWord[kind]);
+  packer.Field("\"%s\",", main.PackingIdentity.gi8_OverallRecordStartMark.c_str());
+  if (packing.meterIndex) {
+    packer.Field("\"%d\",", static_cast<int>(origin.meter));
+  }
+  PackIdentity(packer, packing, main.PackingIdentity, origin);
+  packer.Field("%d,", TakeRecordType(main.i32_AlarmFlag[kind]));
+  packer.Field("%d,", packing.requestId == RequestId::Parsed ? main.i32_ParsedReqId[kind] : origin.requestId);
+  packer.Field("\"%s_%s\",", TextOrEmpty(main.OruVer), TextOrEmpty(main.SoftwareVer));
+  packer.Field("%02x,", kResponseCode);
+  packer.Field("%d,", static_cast<int>(data.ui16_DBRecordNumber[kind]));
+  PackRecordData(packer, packing.recordData(data, origin));
+  PackReadTime(packer, packing, data.i8_ReadTimeStamp[kind], main.ui16_DCDBReadTimeStampInSecSinceEpoch);
+  packer.Field("\"%s\"", main.PackingIdentity.gi8_OverallRecordEndMark.c_str());
+  packer.Finish();
+  out = data.i8_DCDBRecord[kind];
+  Print("i8_DatabaseBuf %s: |%s|\n", kKindWord[kind], out.c_str());
+}
+
+void PackColumnNames(const DataCollectorMainStructure& main, SourceKind kind, ColumnListText& out) {
+  const FunctionTrace trace(kPackings[kind].packsColumns);
+  const DatabaseConfig& config = main.DataCollectorDBConfig[kind];
+  const std::size_t count = std::min<std::size_t>(config.ui16_NoOfColumns, kMaxColumns);
+  bool fits = true;
+  for (std::size_t column = 0; column < count; ++column) {
+    fits = (column == 0 || out.Append(",")) && fits;
+    fits = out.Append(config.i8_ColumnNames[column].view()) && fits;
+  }
+  if (!fits) {
+    PrintError("The %s column list is cut to %zu characters\n", kKindWord[kind], ColumnListText::kCapacity);
+  }
+  Print("Concatenated Column String %s = %s\n", kKindWord[kind], out.c_str());
+}
+
 void PackAIDBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin) {
-  PackRecord(main, AIO, out, origin, __func__);
+  PackRecord(main, AIO, out, origin);
 }
 void PackDIODBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin) {
-  PackRecord(main, DIO, out, origin, __func__);
+  PackRecord(main, DIO, out, origin);
 }
 void PackTemperatureDBWriteRecord(DataCollectorMainStructure& main, RecordText& out,
                                   const RecordOrigin& origin) {
-  PackRecord(main, TEMPERATURE, out, origin, __func__);
+  PackRecord(main, TEMPERATURE, out, origin);
 }
 void PackRS485DBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin) {
-  PackRecord(main, RS485, out, origin, __func__);
+  PackRecord(main, RS485, out, origin);
 }
 void PackRS232DBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin) {
-  PackRecord(main, RS232, out, origin, __func__);
+  PackRecord(main, RS232, out, origin);
 }
 void PackSNMPDBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin) {
-  PackRecord(main, SNMP, out, origin, __func__);
+  PackRecord(main, SNMP, out, origin);
 }
 
 void PackAIDBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, AIO, out, __func__);
+  PackColumnNames(main, AIO, out);
 }
 void PackDIODBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, DIO, out, __func__);
+  PackColumnNames(main, DIO, out);
 }
 void PackTemperatureDBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, TEMPERATURE, out, __func__);
+  PackColumnNames(main, TEMPERATURE, out);
 }
 void PackRS485DBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, RS485, out, __func__);
+  PackColumnNames(main, RS485, out);
 }
 void PackRS232DBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, RS232, out, __func__);
+  PackColumnNames(main, RS232, out);
 }
 void PackSNMPDBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out) {
-  PackColumnNames(main, SNMP, out, __func__);
+  PackColumnNames(main, SNMP, out);
 }
 
 std::int16_t ConvertHtimeToSecSinceEpoch(char* text, char* out, std::size_t size) {
@@ -252,7 +261,7 @@ std::int16_t ConvertHtimeToSecSinceEpoch(char* text, char* out, std::size_t size
   if (seconds == -1) {
     return -1;
   }
-  std::snprintf(out, size, "%ld", static_cast<long>(seconds));
+  std::snprintf(out, size, "%lld", static_cast<long long>(seconds));
   std::tm check{};
   ::localtime_r(&seconds, &check);
   Print("crosscheck time after conversion: %04d-%02d-%02d %02d:%02d:%02d\n", check.tm_year + 1900,

@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/MainState.h"
+#include "ground/FixedText.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 
@@ -25,8 +25,10 @@ struct RecordOrigin {
 // The column names of an INSERT, joined by commas.
 using ColumnListText = FixedText<2500>;
 
-// Each packs the record that stands in the kind's received-record buffer (meter kinds: in the slot of the
+// Packs the record that stands in the kind's received-record buffer (meter kinds: in the slot of the
 // line and meter). Takes the kind's alarm flag back.
+void PackRecord(DataCollectorMainStructure& main, SourceKind kind, RecordText& out,
+                const RecordOrigin& origin);
 void PackAIDBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin);
 void PackDIODBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin);
 void PackTemperatureDBWriteRecord(DataCollectorMainStructure& main, RecordText& out,
@@ -35,7 +37,8 @@ void PackRS485DBWriteRecord(DataCollectorMainStructure& main, RecordText& out, c
 void PackRS232DBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin);
 void PackSNMPDBWriteRecord(DataCollectorMainStructure& main, RecordText& out, const RecordOrigin& origin);
 
-// Each appends the kind's configured column names to `out`, in the order of the configuration.
+// Appends the kind's configured column names to `out`, in the order of the configuration.
+void PackColumnNames(const DataCollectorMainStructure& main, SourceKind kind, ColumnListText& out);
 void PackAIDBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out);
 void PackDIODBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out);
 void PackTemperatureDBColumnNames(const DataCollectorMainStructure& main, ColumnListText& out);

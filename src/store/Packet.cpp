@@ -5,6 +5,7 @@
 #include <new>
 #include <span>
 
+#include "ground/KindTable.h"
 #include "store/Database.h"
 
 namespace datacollector {
@@ -107,8 +108,18 @@ constexpr std::array kSnmpLayout = {
     Column(&P::i8_EndMarkColumn),
 };
 
-constexpr std::array<std::span<const Place>, kSourceKinds> kLayouts = {
-    kIoLayout, kIoLayout, kIoLayout, kRs485Layout, kRs232Layout, kSnmpLayout};
+struct Layout {
+  SourceKind kind;
+  std::span<const Place> places;
+};
+constexpr auto kLayouts = KindTable<Layout>({
+    {AIO, kIoLayout},
+    {DIO, kIoLayout},
+    {TEMPERATURE, kIoLayout},
+    {RS485, kRs485Layout},
+    {RS232, kRs232Layout},
+    {SNMP, kSnmpLayout},
+});
 
 // Values of a packet, counting the I/O kinds' values place as one.
 constexpr std::size_t ValueCount(std::span<const Place> layout) {
@@ -175,7 +186,7 @@ void AddPlace(NameList& names, const Place& place, const DatabaseParams& params)
 bool BuildUnsentQuery(const DatabaseParams& params, SourceKind kind, QueryText& query) {
   query.Assign("SELECT ");
   NameList names(query);
-  for (const Place& place : kLayouts[kind]) {
+  for (const Place& place : kLayouts[kind].places) {
     AddPlace(names, place, params);
   }
   FixedText<1200> rest;

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string_view>
 
-#include "app/ground/FixedText.h"
-#include "app/ground/MainState.h"
+#include "ground/FixedText.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 

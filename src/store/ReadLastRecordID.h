@@ -3,15 +3,15 @@
 
 #include <cstdint>
 
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "store/Database.h"
+#include "ground/MainState.h"
+#include "store/StoreAccess.h"
 
 namespace datacollector {
 
-// Each reads the record number of the newest row into `recordNumber` (0 for an empty table) and returns 0, or
-// leaves it and returns -1 when the table can't be read. Either outcome is announced in
-// gRecordNumberRecovery, where the writers wait for it. Main thread, at start.
+// Reads the record number of the newest row into `recordNumber` (0 for an empty table) and returns 0, or
+// leaves it and returns -1 when the table can't be read. From then on the kind's number counts as known. Main
+// thread, at start; a record that arrives meanwhile may have been quicker, and then its number is the newest.
+int ReadLastRecordID(DataCollectorMainStructure& main, SourceKind kind, std::uint16_t& recordNumber);
 int ReadLastAIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastDIORecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastTemperatureRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
@@ -19,10 +19,16 @@ int ReadLastRS485RecordID(DataCollectorMainStructure& main, std::uint16_t& recor
 int ReadLastRS232RecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 int ReadLastSNMPRecordID(DataCollectorMainStructure& main, std::uint16_t& recordNumber);
 
-// Whether the kind's records may be numbered. Waits until the main thread has finished the recovery at start,
-// which makes no more pauses once a record has waited ten seconds for it, or any time for a missing table.
-// Repeats a recovery that failed, with `unit` as the unit of its waits: a record must not keep the network
-// thread longer than its own writing would. MQTT network thread.
-Recovery AwaitRecordNumberRecovery(DataCollectorMainStructure& main, SourceKind kind, WaitUnit unit);
+enum class Recovery : std::uint8_t {
+  Done,
+  Failed,
+  NoTable  // there is no database or no table, and so no number to go on from
+};
+
+// Whether the kind's records may be numbered. Makes the recovery's attempts itself where nobody has succeeded
+// yet, with `unit` as the unit of its waits: a record must not keep the network thread longer than its own
+// writing would. MQTT network thread.
+Recovery RecoverForRecord(DataCollectorMainStructure& main, SourceKind kind, StoreAccess& access,
+                          WaitUnit unit);
 
 }  // namespace datacollector

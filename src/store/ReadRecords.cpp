@@ -1,34 +1,35 @@
 #include "store/ReadRecords.h"
 
-#include <array>
 #include <optional>
 
-#include "app/ground/FileLogger.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/Trace.h"
-#include "store/CreateDB.h"
-#include "store/Database.h"
+#include "ground/FileLogger.h"
+#include "ground/GenericFunctions.h"
+#include "ground/KindTable.h"
+#include "ground/Numbers.h"
+#include "ground/Trace.h"
 #include "store/Packet.h"
+#include "store/StoreAccess.h"
 
 namespace datacollector {
 namespace {
 
 struct Reading {
-  const char* word;                // stands for the kind in the texts below
+  SourceKind kind;
+  const char* function;
   std::size_t topic;               // entry of the HTTP send topics; entry 5 belongs to no kind
   std::int32_t openFailureResult;  // 0: a database that can't be opened counts as "nothing to send"
   WaitUnit unit;                   // of the wait between two attempts
   bool meter;  // logs, keeps track of what was handed over and reports a refused packet to the caller
 };
 
-constexpr std::array<Reading, kSourceKinds> kReadings = {{
-    {kKindFunctionWord[AIO], 0, 0, WaitUnit::Seconds, false},
-    {kKindFunctionWord[DIO], 1, -1, WaitUnit::Seconds, false},
-    {kKindFunctionWord[TEMPERATURE], 2, -1, WaitUnit::Seconds, false},
-    {kKindFunctionWord[RS485], 3, -1, WaitUnit::Milliseconds, true},
-    {kKindFunctionWord[RS232], 4, -1, WaitUnit::Milliseconds, true},
-    {kKindFunctionWord[SNMP], 6, -1, WaitUnit::Milliseconds, true},
-}};
+constexpr auto kReadings = KindTable<Reading>({
+    {AIO, "ReadAIDCDBRecordAndPublish", 0, 0, WaitUnit::Seconds, false},
+    {DIO, "ReadDIODCDBRecordAndPublish", 1, -1, WaitUnit::Seconds, false},
+    {TEMPERATURE, "ReadTemperatureDCDBRecordAndPublish", 2, -1, WaitUnit::Seconds, false},
+    {RS485, "ReadRS485DCDBRecordAndPublish", 3, -1, WaitUnit::Milliseconds, true},
+    {RS232, "ReadRS232DCDBRecordAndPublish", 4, -1, WaitUnit::Milliseconds, true},
+    {SNMP, "ReadSNMPDCDBRecordAndPublish", 6, -1, WaitUnit::Milliseconds, true},
+});
 
 constexpr const char* kOpenFailure = "Can not connect database '%s'\nError Message: %s\n";
 constexpr const char* kReadFailure = "can not read the record from table %s\nError Message:%s\n";
@@ -53,21 +54,21 @@ int OnUnsentRow(void* context, int columns, char** values, char** /*names*/) {
 // The reading of one record and its hand-over.
 class UnsentReader {
  public:
-  UnsentReader(DataCollectorMainStructure& main, SourceKind kind, RecordHandOver& handOver,
-               const char* function)
+  UnsentReader(DataCollectorMainStructure& main, SourceKind kind, RecordHandOver& handOver)
       : main_(main),
         kind_(kind),
         handOver_(handOver),
-        function_(function),
         reading_(kReadings[kind]),
+        word_(kKindFunctionWord[kind]),
         params_(main.DataCollectorDBParams[kind]) {}
 
   std::int32_t ReadAndPublish();
 
  private:
   bool BuildQuery();
-  bool Open();
-  bool Query();
+  bool Open(StoreAccess& access) const;
+  bool Query(StoreAccess& access);
+  std::optional<std::int32_t> Find();
   std::optional<std::int32_t> RecordNumber() const;
   void PrintValues() const;
   std::int32_t HandOver(std::int32_t recordNumber);
@@ -76,11 +77,10 @@ class UnsentReader {
   DataCollectorMainStructure& main_;
   const SourceKind kind_;
   RecordHandOver& handOver_;
-  const char* const function_;
   const Reading& reading_;
+  const char* const word_;  // stands for the kind in the texts below
   DatabaseParams& params_;
 
-  Database database_;
   QueryText query_{};
   FoundRow row_;
 };
@@ -88,47 +88,61 @@ class UnsentReader {
 bool UnsentReader::BuildQuery() {
   PrintLine("reading the records from table which are not sent");
   if (!BuildUnsentQuery(params_, kind_, query_)) {
-    PrintError("The query for unsent %s records is longer than %zu characters and is not run\n",
-               reading_.word, QueryText::kCapacity);
+    PrintError("The query for unsent %s records is longer than %zu characters and is not run\n", word_,
+               QueryText::kCapacity);
     return false;
   }
   if (reading_.meter) {
-    Print("Query Prepared after register loop for EMeter %s DataBase = %s\n", reading_.word, query_.c_str());
+    Print("Query Prepared after register loop for EMeter %s DataBase = %s\n", word_, query_.c_str());
   }
   return true;
 }
 
-bool UnsentReader::Open() {
+bool UnsentReader::Open(StoreAccess& access) const {
   const char* path = params_.i8_DatabaseName.c_str();
-  if (database_.Open({path, CreatorOf(kind_), nullptr})) {
+  if (access.Open()) {
     return true;
   }
-  PrintError(kOpenFailure, path, database_.ErrorText());
+  PrintError(kOpenFailure, path, access.ErrorText());
   if (reading_.meter) {
-    WriteLog(kOpenFailure, path, database_.ErrorText());
+    WriteLog(kOpenFailure, path, access.ErrorText());
   }
   PrintLine("Exiting Context");
   return false;
 }
 
-bool UnsentReader::Query() {
+bool UnsentReader::Query(StoreAccess& access) {
   const RetryRule rule = {
       .texts = {.failure = kReadFailure,
                 .failureLog = reading_.meter ? kReadFailure : nullptr,
                 .retry = "wait for interval of '%d' seconds, then retry reading database again\n",
                 .retryLog = nullptr,
                 .missingTableLog = nullptr},
-      .path = params_.i8_DatabaseName.c_str(),
       .table = params_.i8_TableName.c_str(),
       .maxAttempts = params_.ui16_MaxReadTry,
       .interval = main_.DataCollectorDBConfig[kind_].i32_DatabaseAccessWaitInterval,
       .unit = reading_.unit,
-      .creator = CreatorOf(kind_),
-      .function = function_};
-  const bool done =
-      TryRepeatedly(database_, rule, [&] { return database_.Execute(query_.c_str(), OnUnsentRow, &row_); });
-  database_.Close();
-  return done;
+      .makesMissingTable = true,
+      .function = reading_.function};
+  return access.TryRepeatedly(
+      rule, [&] { return access.Connection().Execute(query_.c_str(), OnUnsentRow, &row_); });
+}
+
+// The turn at the database ends with the row found: the hand-over takes its time, and the confirmation wants
+// its turn.
+std::optional<std::int32_t> UnsentReader::Find() {
+  StoreAccess access(kind_, params_.i8_DatabaseName.c_str());
+  if (!Open(access)) {
+    return reading_.openFailureResult;
+  }
+  if (Query(access)) {
+    return std::nullopt;
+  }
+  PrintLine(kNotRead);
+  if (reading_.meter) {
+    WriteLog("%s", kNotRead);
+  }
+  return -1;
 }
 
 // Nothing when the configured place is outside any row. A place that only this row is too short for counts as
@@ -141,13 +155,13 @@ std::optional<std::int32_t> UnsentReader::RecordNumber() const {
     Print(
         "psDataCollectorMainStructure->DataCollectorDBParams.DataCollector%sDBParams.i16_RIDClmnIndex- 1 : "
         "%d\n",
-        reading_.word, slot - 1);
+        word_, slot - 1);
   }
   const auto index = static_cast<std::size_t>(slot);
   if (slot < 0 || index >= Packet::kMaxValues) {
     return std::nullopt;
   }
-  return index < row_.packet.Count() ? LeadingNumber(row_.packet.Value(index).data()) : 0;
+  return index < row_.packet.Count() ? DecimalValue(row_.packet.Value(index)) : 0;
 }
 
 void UnsentReader::PrintValues() const {
@@ -160,7 +174,7 @@ void UnsentReader::PrintValues() const {
 void UnsentReader::NoteMeterHandOver(std::int32_t recordNumber, bool published) {
   if (published) {
     params_.HTTPSenderRecordInformation.i32_LastRecordSentNumber = recordNumber;
-    WriteLog("%sDBRecord number %d published successfully\n", reading_.word, recordNumber);
+    WriteLog("%sDBRecord number %d published successfully\n", word_, recordNumber);
   }
   TimeStampText& stamp = main_.PublishTimeStamps.published[kind_];
   GetTimeStamp(stamp);
@@ -168,7 +182,7 @@ void UnsentReader::NoteMeterHandOver(std::int32_t recordNumber, bool published) 
   WriteLog(
       "##################################Published %s data to HTTP sender. Wait for publish status. "
       "Stop sending next record###################################### \n",
-      reading_.word);
+      word_);
 }
 
 // An I/O kind counts every packet as sent: the retry timer sends a refused one again.
@@ -178,13 +192,13 @@ std::int32_t UnsentReader::HandOver(std::int32_t recordNumber) {
     params_.HTTPSenderRecordInformation.i32_RecordNumber = recordNumber;
   }
   const auto& topic = main_.DataCollectorMqttTopics.i8_HTTPSendPublishTopics[reading_.topic];
-  Print("%sDBRecord number %d publishing", reading_.word, recordNumber);
+  Print("%sDBRecord number %d publishing", word_, recordNumber);
   const bool published = handOver_.Publish(topic.c_str(), row_.packet.Text());
   if (!published) {
     handOver_.Withdraw();
   }
   if (published || !reading_.meter) {
-    Print("%sDBRecord number %d published successfully", reading_.word, recordNumber);
+    Print("%sDBRecord number %d published successfully", word_, recordNumber);
   }
   if (reading_.meter) {
     NoteMeterHandOver(recordNumber, published);
@@ -196,63 +210,56 @@ std::int32_t UnsentReader::ReadAndPublish() {
   if (!BuildQuery()) {
     return -1;
   }
-  if (!Open()) {
-    return reading_.openFailureResult;
-  }
-  if (!Query()) {
-    PrintLine(kNotRead);
-    if (reading_.meter) {
-      WriteLog("%s", kNotRead);
-    }
-    return -1;
+  if (const std::optional<std::int32_t> failure = Find()) {
+    return *failure;
   }
   PrintValues();
   const std::optional<std::int32_t> recordNumber = RecordNumber();
   if (!row_.found) {
-    Print("There are no %sDBrecords which are need to be read and publish\n", reading_.word);
+    Print("There are no %sDBrecords which are need to be read and publish\n", word_);
     if (reading_.meter) {
-      WriteLog("There are no %sDBRecord which are need to be read and publish\n", reading_.word);
+      WriteLog("There are no %sDBRecord which are need to be read and publish\n", word_);
     }
     return 0;
   }
   if (!row_.taken) {
-    PrintError("An unsent %s record does not fit into a packet of %zu values and is not published\n",
-               reading_.word, Packet::kMaxValues);
+    PrintError("An unsent %s record does not fit into a packet of %zu values and is not published\n", word_,
+               Packet::kMaxValues);
     return -1;
   }
   if (!recordNumber) {
     PrintError("An unsent %s record has no record number at the configured place and is not published\n",
-               reading_.word);
+               word_);
     return -1;
   }
   return HandOver(*recordNumber);
 }
 
-std::int32_t ReadRecordAndPublish(DataCollectorMainStructure& main, SourceKind kind, RecordHandOver& handOver,
-                                  const char* function) {
-  const FunctionTrace trace(function);
-  return UnsentReader(main, kind, handOver, function).ReadAndPublish();
-}
-
 }  // namespace
 
+std::int32_t ReadRecordAndPublish(DataCollectorMainStructure& main, SourceKind kind,
+                                  RecordHandOver& handOver) {
+  const FunctionTrace trace(kReadings[kind].function);
+  return UnsentReader(main, kind, handOver).ReadAndPublish();
+}
+
 std::int32_t ReadAIDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, AIO, handOver, __func__);
+  return ReadRecordAndPublish(main, AIO, handOver);
 }
 std::int32_t ReadDIODCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, DIO, handOver, __func__);
+  return ReadRecordAndPublish(main, DIO, handOver);
 }
 std::int32_t ReadTemperatureDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, TEMPERATURE, handOver, __func__);
+  return ReadRecordAndPublish(main, TEMPERATURE, handOver);
 }
 std::int32_t ReadRS485DCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, RS485, handOver, __func__);
+  return ReadRecordAndPublish(main, RS485, handOver);
 }
 std::int32_t ReadRS232DCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, RS232, handOver, __func__);
+  return ReadRecordAndPublish(main, RS232, handOver);
 }
 std::int32_t ReadSNMPDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver) {
-  return ReadRecordAndPublish(main, SNMP, handOver, __func__);
+  return ReadRecordAndPublish(main, SNMP, handOver);
 }
 
 }  // namespace datacollector

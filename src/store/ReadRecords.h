@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 
@@ -28,10 +28,12 @@ class RecordHandOver {
   virtual void Withdraw() = 0;
 };
 
-// Each hands the oldest row whose transmission status is "not sent" to `handOver`. Returns the record number
+// Hands the oldest row whose transmission status is "not sent" to `handOver`. Returns the record number
 // of that row (above 0), 0 when there is none, -1 when the table can't be read or, for the meter kinds and
 // SNMP, when the packet was refused. An AIO database that can't be opened counts as "none". Forwarding
 // thread.
+std::int32_t ReadRecordAndPublish(DataCollectorMainStructure& main, SourceKind kind,
+                                  RecordHandOver& handOver);
 std::int32_t ReadAIDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
 std::int32_t ReadDIODCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);
 std::int32_t ReadTemperatureDCDBRecordAndPublish(DataCollectorMainStructure& main, RecordHandOver& handOver);

@@ -1,13 +1,15 @@
 #include "store/UpdateRecord.h"
 
-#include <array>
 #include <ctime>
 
-#include "app/ground/FileLogger.h"
-#include "app/ground/FixedText.h"
-#include "app/ground/Trace.h"
-#include "store/Database.h"
+#include "ground/FileLogger.h"
+#include "ground/FixedText.h"
+#include "ground/KindTable.h"
+#include "ground/Notices.h"
+#include "ground/StatusFile.h"
+#include "ground/Trace.h"
 #include "store/RecordData.h"
+#include "store/StoreAccess.h"
 
 namespace datacollector {
 namespace {
@@ -17,19 +19,21 @@ constexpr const char* kUpdateFailure = "can't update record from table %s\nError
 constexpr const char* kRefusal = "status or time stamp with a single quote";
 
 struct Updating {
+  SourceKind kind;
+  const char* function;
   WaitUnit unit;               // of the wait between two attempts
   const char* openFailureLog;  // nullptr: failures are not logged
   const char* updateFailureLog;
 };
 
-constexpr std::array<Updating, kSourceKinds> kUpdatings = {{
-    {WaitUnit::Seconds, nullptr, nullptr},                   // AIO
-    {WaitUnit::Seconds, nullptr, nullptr},                   // DIO
-    {WaitUnit::Seconds, nullptr, nullptr},                   // TEMPERATURE
-    {WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},  // RS485
-    {WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},  // RS232
-    {WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},  // SNMP
-}};
+constexpr auto kUpdatings = KindTable<Updating>({
+    {AIO, "UpdateAIDBRecord", WaitUnit::Seconds, nullptr, nullptr},
+    {DIO, "UpdateDIODBRecord", WaitUnit::Seconds, nullptr, nullptr},
+    {TEMPERATURE, "UpdateTemperatureDBRecord", WaitUnit::Seconds, nullptr, nullptr},
+    {RS485, "UpdateRS485DBRecord", WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},
+    {RS232, "UpdateRS232DBRecord", WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},
+    {SNMP, "UpdateSNMPDBRecord", WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},
+});
 
 using UpdateStatement = FixedText<5000>;
 
@@ -51,27 +55,30 @@ bool ExecuteUpdate(Database& database, const DatabaseUpdate& update, const Updat
   return database.Execute(statement.c_str());
 }
 
-bool OpenForUpdate(Database& database, const char* path, const char* failureLog) {
-  if (database.Open(path)) {
+bool OpenForUpdate(StoreAccess& access, const char* path, const char* failureLog) {
+  if (access.OpenOnce()) {
     return true;
   }
-  PrintError(kOpenFailure, path, database.ErrorText());
+  PrintError(kOpenFailure, path, access.ErrorText());
   if (failureLog != nullptr) {
-    WriteLog(failureLog, path, database.ErrorText());
+    WriteLog(failureLog, path, access.ErrorText());
   }
   PrintLine("Exiting Context");
   return false;
 }
 
-int UpdateRecord(const DataCollectorMainStructure& main, SourceKind kind, const char* function) {
-  const FunctionTrace trace(function);
+}  // namespace
+
+int UpdateRecord(DataCollectorMainStructure& main, SourceKind kind) {
   const Updating& updating = kUpdatings[kind];
+  const FunctionTrace trace(updating.function);
   const DatabaseConfig& config = main.DataCollectorDBConfig[kind];
   const DatabaseUpdate& update = main.DataCollectorDBUpdate[kind];
+  const char* path = config.i8_DatabaseName.c_str();
   const char* table = config.i8_TableName.c_str();
   Print("status to be updated->%d<-\n", update.i32_TxStatus);
-  Database database;
-  if (!OpenForUpdate(database, config.i8_DatabaseName.c_str(), updating.openFailureLog)) {
+  StoreAccess access(kind, path);
+  if (!OpenForUpdate(access, path, updating.openFailureLog)) {
     return -1;
   }
   UpdateStatement statement;
@@ -81,31 +88,30 @@ int UpdateRecord(const DataCollectorMainStructure& main, SourceKind kind, const 
                                     .retry = "wait for interval of '%d' seconds, then retry\n",
                                     .retryLog = nullptr,
                                     .missingTableLog = nullptr},
-                          .path = config.i8_DatabaseName.c_str(),
                           .table = table,
                           .maxAttempts = main.DataCollectorDBParams[kind].ui16_MaxReadTry,
                           .interval = config.i32_DatabaseAccessWaitInterval,
                           .unit = updating.unit,
-                          .creator = nullptr,
-                          .function = function};
-  if (!TryRepeatedly(database, rule, [&] { return ExecuteUpdate(database, update, statement); })) {
+                          .makesMissingTable = false,
+                          .function = updating.function};
+  Database& database = access.Connection();
+  if (!access.TryRepeatedly(rule, [&] { return ExecuteUpdate(database, update, statement); })) {
     return -1;
   }
-  database.Close();
   Print("Updating Record %d to table %s is successfull\n", update.i32_RecordNum, table);
+  if (database.ChangedRows() == 0) {
+    CountMisfit(kind);
+    ReportMisfitConfirmation(kind, update.i32_RecordNum, update.i8_RecordReadTimeStamp.c_str());
+  }
   return 0;
 }
 
-}  // namespace
-
-int UpdateAIDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, AIO, __func__); }
-int UpdateDIODBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, DIO, __func__); }
-int UpdateTemperatureDBRecord(DataCollectorMainStructure& main) {
-  return UpdateRecord(main, TEMPERATURE, __func__);
-}
-int UpdateRS485DBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, RS485, __func__); }
-int UpdateRS232DBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, RS232, __func__); }
-int UpdateSNMPDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, SNMP, __func__); }
+int UpdateAIDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, AIO); }
+int UpdateDIODBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, DIO); }
+int UpdateTemperatureDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, TEMPERATURE); }
+int UpdateRS485DBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, RS485); }
+int UpdateRS232DBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, RS232); }
+int UpdateSNMPDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, SNMP); }
 
 int GetCurrentTimeStamp(TimeStampText& out) {
   const FunctionTrace trace(__func__);

@@ -1,13 +1,14 @@
 // Writing the outcome of a delivery into the delivered row.
 #pragma once
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 
-// Each stores the transmission status and time of the kind's DataCollectorDBUpdate record in the row with
+// Stores the transmission status and time of the kind's DataCollectorDBUpdate record in the row with
 // that record number and read time stamp, and returns 0, or -1 when the statement failed. A row that the ring
-// has replaced since is not touched, which counts as success. MQTT network thread.
+// has replaced since is not touched, which counts as success and is said. MQTT network thread.
+int UpdateRecord(DataCollectorMainStructure& main, SourceKind kind);
 int UpdateAIDBRecord(DataCollectorMainStructure& main);
 int UpdateDIODBRecord(DataCollectorMainStructure& main);
 int UpdateTemperatureDBRecord(DataCollectorMainStructure& main);

@@ -4,14 +4,17 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
+#include "store/DatabaseWriteProtocol.h"
 
 namespace datacollector {
 
-// Each stores the record that ingestion has placed in the kind's record buffer (meter kinds: in the slot of
+// Stores the record that ingestion has placed in the kind's record buffer (meter kinds: in the slot of
 // the line and meter) and returns 0, or -1 when it could not be stored; then the record number stands where
-// it was. Waits until the kind's last record number has been recovered. `line` is zero-based; `meter` is
-// zero-based for RS-485 and RS-232 and one-based for SNMP. MQTT network thread.
+// it was, and the reason is said. Recovers the kind's last record number first where that has not been done.
+// `line` is zero-based; `meter` is zero-based for RS-485 and RS-232 and one-based for SNMP. MQTT network
+// thread.
+int WriteRecord(DataCollectorMainStructure& main, SourceKind kind, const RecordOrigin& origin);
 int WriteAIDCDBRecords(DataCollectorMainStructure& main, std::int32_t requestId);
 int WriteDIODCDBRecords(DataCollectorMainStructure& main);
 int WriteTemperatureDCDBRecords(DataCollectorMainStructure& main);

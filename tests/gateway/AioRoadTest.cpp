@@ -140,16 +140,21 @@ TEST_F(AioRoadTest, TheLogTellsOfThePublishAndOfNothingElse) {
                 "mosquitto_client_publish retry count : 0", ""}));
 }
 
-TEST_F(AioRoadTest, StandardErrorHoldsTheNotesOfTheConfigurationAndNothingElse) {
+TEST_F(AioRoadTest, StandardErrorHoldsTheNotesOfTheConfigurationAndOfTheDatabasesAndNothingElse) {
   Start();
   Store(AIO);
   WaitUntilUpdated(AIO, 1);
   Terminate();
-  const std::vector<std::string> lines = Err().LastLines(10);
-  ASSERT_EQ(lines.size(), 3U) << Err().All();
+  const std::vector<std::string> lines = Err().LastLines(12);
+  ASSERT_GE(lines.size(), 4U) << Err().All();
   EXPECT_EQ(lines[0], "Returning Success from function ParseContentFromConfig");
-  EXPECT_TRUE(lines[1].starts_with("SubscribeTopic18 ")) << lines[1];
-  EXPECT_TRUE(lines[2].starts_with("SubscribeTopic19 ")) << lines[2];
+  EXPECT_TRUE(lines[1].starts_with("DataCollector " DATACOLLECTOR_VERSION ", configuration ")) << lines[1];
+  EXPECT_TRUE(lines[2].starts_with("SubscribeTopic18 ")) << lines[2];
+  EXPECT_TRUE(lines[3].starts_with("SubscribeTopic19 ")) << lines[3];
+  for (std::size_t line = 4; line < lines.size(); ++line) {
+    EXPECT_TRUE(lines[line].ends_with(" database: write-ahead log")) << lines[line];
+  }
+  EXPECT_EQ(Err().Count("AIO database: write-ahead log\n"), 1U);
 }
 
 TEST_F(AioRoadTest, TwoEqualRecordsAreTwoRows) {

@@ -1,6 +1,8 @@
 // Which records count as alarms: their record type is 2, and that of the next one 0 again.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -74,6 +76,21 @@ TEST_F(AlarmTest, AnAlarmThatReachesNoSlotLeavesTheNextRecordPeriodic) {
   Deliver("EnergyMeter/RS485/Alarm", noSlot);
   Deliver("EnergyMeter/RS485/Record", PayloadOf(RS485));
   EXPECT_EQ(TypesOf(RS485), Types{"0"});
+}
+
+// With its folder gone the record fails before its record type is looked at.
+TEST_F(AlarmTest, AnAlarmThatFindsNoDatabaseLeavesTheNextRecordPeriodic) {
+  config.Only({AIO});
+  Start();
+  std::filesystem::remove_all(kDatabaseFolder);
+  std::ofstream(std::string(kDatabaseFolder).substr(0, std::string(kDatabaseFolder).size() - 1))
+      << "no folder";
+  Deliver("IOModule/AIO/Alarm", PayloadOf(AIO));
+  EXPECT_TRUE(Err().WaitFor("AIO record lost: ")) << Err().All();
+  std::filesystem::remove(std::string(kDatabaseFolder).substr(0, std::string(kDatabaseFolder).size() - 1));
+  std::filesystem::create_directories(kDatabaseFolder);
+  Deliver(FactsOf(AIO).recordTopic, PayloadOf(AIO));
+  EXPECT_EQ(TypesOf(AIO), Types{"0"});
 }
 
 TEST_F(AlarmTest, AnAlarmOfADisabledKindIsIgnored) {

@@ -143,14 +143,15 @@ TEST_F(BadDataTest, FormatSignsAndBytesOfAllValuesAreOnlyData) {
   EXPECT_EQ(ColumnOf(AIO, "AI1"), std::vector<std::string>{"%s%n%d"});
 }
 
-TEST_F(BadDataTest, AFileThatIsNoDatabaseCostsOnlyItsOwnKind) {
+TEST_F(BadDataTest, AFileThatIsNoDatabaseIsPutAsideAndCostsNoRecord) {
   std::filesystem::create_directories(kDatabaseFolder);
   std::ofstream(DatabaseOf(AIO)) << std::string(10000, 'x');
   Start();
-  Deliver(FactsOf(AIO).recordTopic, PayloadOf(AIO));
-  EXPECT_EQ(Out().Count(FactsOf(AIO).notStored), 1U);
+  Store(AIO);
   Store(RS232);
   Store(SNMP);
+  EXPECT_EQ(Err().Count("AIO database damaged: put aside as AIODataCollectorDB.db.damaged-"), 1U);
+  EXPECT_EQ(ColumnOf(AIO, "RecordNumber"), std::vector<std::string>{"1"});
 }
 
 TEST_F(BadDataTest, AConfirmationThatIsNoneTouchesNoRow) {

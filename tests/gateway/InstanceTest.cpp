@@ -33,7 +33,7 @@ void LeaveSocketBehind() {
 
 TEST_F(InstanceTest, ASecondInstanceSaysSoAndExitsWith0) {
   Start();
-  ChildProcess second({.program = DATACOLLECTOR_BINARY_DIR "/DataCollector", .arguments = {"DataCollector"}});
+  ChildProcess second({.program = DaemonProgram(), .arguments = {"DataCollector"}});
   EXPECT_TRUE(ExitedWith(second.WaitForExit(), 0));
   EXPECT_TRUE(ComesInOrder(
       second.Out().All(),

@@ -117,6 +117,7 @@ TEST_F(RingTest, ARecoveryThatFailedIsRepeatedBeforeTheNextRecord) {
   Terminate();
   {
     Database locker(DatabaseOf(AIO));
+    locker.Run("PRAGMA locking_mode=EXCLUSIVE");  // with a log, nothing else stops a reader
     locker.Run("BEGIN EXCLUSIVE");
     Launch();
     ASSERT_TRUE(Out().WaitFor("Returning FAILURE from function 'ReadLastRecordID'\n"));

@@ -101,7 +101,7 @@ TEST_P(EndingSignalTest, EndsTheDaemonAtOnceWhileADatabaseIsLocked) {
   Database locker(DatabaseOf(AIO));
   locker.Run("BEGIN EXCLUSIVE");
   ASSERT_TRUE(source->Publish(FactsOf(AIO).recordTopic, PayloadOf(AIO)));
-  ASSERT_TRUE(Out().WaitFor("can not get total number of records from table 'AIO_table'\n"));
+  ASSERT_TRUE(Out().WaitFor("can't insert record into table AIO_table\n"));
   ExpectOrderlyEnd(GetParam());
 }
 

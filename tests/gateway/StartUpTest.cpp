@@ -1,5 +1,7 @@
 // From the start of the process to the first round of its loop: order, texts, log, databases, subscriptions.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,10 +49,20 @@ TEST_F(StartUpTest, AnAcceptedConnectionIsAnnouncedAndEverySubscriptionGranted) 
   EXPECT_EQ(Out().Count("Subscribed (mid: "), 18U);
 }
 
+// What the log says about version and configuration; the digest is that of the files as they are.
+std::string VersionLine() {
+  for (const std::string& message : LogFile::Messages()) {
+    if (message.starts_with("DataCollector " DATACOLLECTOR_VERSION ", configuration ")) {
+      return message;
+    }
+  }
+  return "no version in the log";
+}
+
 TEST_F(StartUpTest, AFirstStartLogsItsDatabases) {
   Start();
   EXPECT_EQ(LogFile::Messages(),
-            (std::vector<std::string>{"DataCollector Started As Daemon",
+            (std::vector<std::string>{"DataCollector Started As Daemon", VersionLine(),
                                       "CreateDataCollectorDataBases:Creating first time AIODB",
                                       "CreateDataCollectorDataBases:Creating first time DIO DB",
                                       "CreateDataCollectorDataBases:Creating first time Temperature DB",
@@ -70,11 +82,29 @@ TEST_F(StartUpTest, DatabasesThatAreThereStayAsTheyAre) {
   Start();
   EXPECT_EQ(Out().Count("Creating first time"), 0U);
   const std::vector<std::string> messages = LogFile::Messages();
-  EXPECT_EQ(
-      std::vector<std::string>(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end()),
-      (std::vector<std::string>{"DataCollector Started As Daemon", "CreateDataCollectorDataBases:Success"}));
+  EXPECT_EQ(std::vector<std::string>(messages.begin() + static_cast<std::ptrdiff_t>(before), messages.end()),
+            (std::vector<std::string>{"DataCollector Started As Daemon", VersionLine(),
+                                      "CreateDataCollectorDataBases:Success"}));
   ASSERT_EQ(RowsOf(AIO).size(), 1U);
   EXPECT_EQ(RowsOf(AIO).front().at("RecordReadTime"), rows.front().at("RecordReadTime"));
+}
+
+// A daemon with 32 bits for times and file sizes takes such a file for missing.
+TEST_F(StartUpTest, ADatabaseFileDated2040IsThere) {
+  Start();
+  Terminate();
+  const timespec future{2209032000, 0};  // 2040-01-01 12:00:00 UTC
+  ASSERT_EQ(::utimensat(AT_FDCWD, DatabaseOf(AIO).c_str(), std::array{future, future}.data(), 0), 0);
+  Start();
+  EXPECT_EQ(Out().Count("Creating first time"), 0U);
+}
+
+TEST_F(StartUpTest, ADatabaseFileOfThreeGigabytesIsThere) {
+  Start();
+  Terminate();
+  fs::resize_file(DatabaseOf(AIO), 3'000'000'000);
+  Start();
+  EXPECT_EQ(Out().Count("Creating first time"), 0U);
 }
 
 TEST_F(StartUpTest, TheLogFolderIsMadeWhenItIsMissing) {
@@ -234,8 +264,7 @@ TEST_F(StartUpTest, WithItsStandardStreamsClosedItWorksAllTheSame) {
   httpSendApp = std::make_unique<HttpSendApp>();
   source = std::make_unique<Peer>();
   ChildProcess closed(
-      {.program = "/bin/sh",
-       .arguments = {"sh", "-c", "exec " DATACOLLECTOR_BINARY_DIR "/DataCollector <&- >&- 2>&-"}});
+      {.program = "/bin/sh", .arguments = {"sh", "-c", "exec " + DaemonProgram() + " <&- >&- 2>&-"}});
   ASSERT_TRUE(broker.Log().WaitForCount("Sending SUBACK to mosqDataCollector",
                                         static_cast<std::size_t>(config.SubscribedTopics())));
   ASSERT_TRUE(source->Publish(FactsOf(AIO).recordTopic, PayloadOf(AIO)));

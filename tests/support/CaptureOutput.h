@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <string>
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 
 namespace datacollector {
 

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <mosquitto.h>
 
-#include "mqtt/ClientConfig.h"
-#include "mqtt/ClientWrappers.h"
+#include <chrono>
+#include <thread>
+
+#include "mqtt/client/ClientConfig.h"
+#include "mqtt/client/ClientWrappers.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -23,14 +26,19 @@ class ConnectedClient {
     mosquitto_subscribe_callback_set(cfg_.mosq, nullptr);
     EXPECT_TRUE(WaitUntil([this] { return cfg_.status == STATUS_CONNACK_RECVD; }));
     output.Out();
+    cfg_.debug = false;  // so that a client that is made anew is as quiet
+    keeper_ = std::jthread([this](const std::stop_token& stop) { Keep(stop); });
   }
   ~ConnectedClient() {
+    keeper_.request_stop();
+    keeper_.join();
     CapturedOutput output;
     mosquitto_disconnect(cfg_.mosq);
     mosquitto_loop_stop(cfg_.mosq, true);
     Mosquitto_Cleanup(cfg_);
     cfg_.status = 0;
     cfg_.connected = false;
+    cfg_.lost = false;
     output.Out();
   }
   ConnectedClient(const ConnectedClient&) = delete;
@@ -39,7 +47,21 @@ class ConnectedClient {
   ConnectedClient& operator=(ConnectedClient&&) = delete;
 
  private:
+  // As the daemon's keeper thread.
+  void Keep(const std::stop_token& stop) {
+    bool lost = false;
+    while (!stop.stop_requested()) {
+      if (lost || Mosquitto_WaitForLoss(cfg_, kKeeperRound)) {
+        lost = Mosquitto_Reconnect(cfg_) != 0;
+        std::this_thread::sleep_for(kKeeperRound);
+      }
+    }
+  }
+
+  static constexpr std::chrono::milliseconds kKeeperRound{20};
+
   ClientConfig& cfg_;
+  std::jthread keeper_;
 };
 
 }  // namespace datacollector

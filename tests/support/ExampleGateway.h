@@ -12,10 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "app/ground/FileLogger.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
 #include "config/LibConfigRead.h"
+#include "ground/FileLogger.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "store/StoreAccess.h"
 #include "support/CaptureOutput.h"
 
 namespace datacollector {
@@ -73,10 +74,11 @@ class ExampleGateway : public ::testing::Test {
  protected:
   ExampleGateway() {
     std::filesystem::copy(
-        std::string(DATACOLLECTOR_SOURCE_DIR) + "/etc/Config/root", "/root",
+        std::string(DATACOLLECTOR_SOURCE_DIR) + "/gateway/Config/root", "/root",
         std::filesystem::copy_options::recursive | std::filesystem::copy_options::overwrite_existing);
     std::filesystem::create_directories(kLogDirectory);
     std::filesystem::remove(kLogFile);
+    ResetStore();
     std::filesystem::remove_all(kDataFolder);
     ZeroMainState(gMainState);
     ZeroFlags();
@@ -85,14 +87,14 @@ class ExampleGateway : public ::testing::Test {
       ReadConfig(gMainState);
       output.Out();
     }
-    for (std::atomic<Recovery>& recovery : gRecordNumberRecovery) {
-      recovery = Recovery::Done;
+    for (const SourceKind kind : kAllKinds) {
+      StoreAccess(kind, gMainState.DataCollectorDBConfig[kind].i8_DatabaseName.c_str()).SetRecovered();
     }
     SrcFlags = {3, 4, 1, 1};
   }
   // The daemon keeps the configured texts as long as it lives; a test process goes on.
   ~ExampleGateway() override {
-    const struct DataCollectorSiteConfig& site = gMainState.DataCollectorSiteConfig;
+    const DataCollectorSiteConfig& site = gMainState.DataCollectorSiteConfig;
     for (const char* text :
          {site.SiteID, site.DeviceID, site.FailureDataCharacter, site.OverallRecordstartmark,
           site.OverallRecordendmark, gMainState.SoftwareVer, gMainState.OruVer}) {
@@ -111,7 +113,7 @@ class ExampleGateway : public ::testing::Test {
     return gMainState.DataCollectorDBConfig[kind].i8_TableName.c_str();
   }
 
-  // Makes a kind's database with its empty table.
+  // Makes a kind's database with its empty table. The store has said how it keeps it.
   static void MakeTable(SourceKind kind) {
     std::filesystem::create_directories(std::filesystem::path(DatabaseOf(kind)).parent_path());
     const DatabaseConfig& config = gMainState.DataCollectorDBConfig[kind];
@@ -121,6 +123,9 @@ class ExampleGateway : public ::testing::Test {
       columns += (index == 0 ? "" : ", ") + name + (name == "RecordNumber" ? " INTEGER" : " TEXT");
     }
     RunSql(DatabaseOf(kind), "CREATE TABLE " + TableOf(kind) + " (" + columns + ")");
+    CapturedOutput output;
+    StoreAccess(kind, config.i8_DatabaseName.c_str()).OpenOnce();
+    output.Out();
   }
   static void MakeAllTables() {
     for (const SourceKind kind : kAllKinds) {

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <thread>
 
-#include "app/ground/FileLogger.h"
+#include "ground/FileLogger.h"
 
 namespace datacollector {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Ledger.h"
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 namespace {

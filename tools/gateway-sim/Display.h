@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Ledger.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 

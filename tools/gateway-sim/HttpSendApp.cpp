@@ -9,7 +9,7 @@
 #include "Kinds.h"
 #include "Ledger.h"
 #include "Options.h"
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 

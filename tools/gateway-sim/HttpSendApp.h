@@ -9,7 +9,7 @@
 
 #include "Ledger.h"
 #include "Options.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 

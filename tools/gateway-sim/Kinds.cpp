@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 namespace {
@@ -62,8 +62,8 @@ constexpr std::array<KindProfile, kSourceKinds> kProfiles = {{
      "EnergyMeter/RS485/Alarm",
      "HTTPSend/RS485/Record",
      "HTTPSend/RS485/Status",
-     kRs485Meters,
-     kRs485StoredLines,
+     kKinds[RS485].meters,
+     kKinds[RS485].storedLines,
      21,
      {16, ""},
      {17, ""},
@@ -76,8 +76,8 @@ constexpr std::array<KindProfile, kSourceKinds> kProfiles = {{
      "",
      "HTTPSend/RS232/Record",
      "HTTPSend/RS232/Status",
-     kRs232Meters,
-     kRs232Lines,
+     kKinds[RS232].meters,
+     kKinds[RS232].lines,
      19,
      {15, ""},
      {16, ""},
@@ -90,8 +90,8 @@ constexpr std::array<KindProfile, kSourceKinds> kProfiles = {{
      "",
      "HTTPSend/SNMP/Record",
      "HTTPSend/SNMP/Status",
-     kSnmpDevices,
-     kSnmpLines,
+     kKinds[SNMP].meters,
+     kKinds[SNMP].lines,
      17,
      {15, "number="},
      {15, "run="},

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 

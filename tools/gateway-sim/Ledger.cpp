@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Kinds.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

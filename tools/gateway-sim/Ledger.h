@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Kinds.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "Kinds.h"
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 namespace {
@@ -217,9 +217,9 @@ bool SetOption(int id, const char* text, Options& options) {
     case kAlarms:
       return SetNumber(text, 1, kMostRecords, options.alarmEvery);
     case kMeters:
-      return SetNumber(text, 1, static_cast<double>(kRs485Meters), options.meters);
+      return SetNumber(text, 1, static_cast<double>(datacollector::kKinds[RS485].meters), options.meters);
     case kLines:
-      return SetNumber(text, 1, static_cast<double>(kRs485StoredLines), options.lines);
+      return SetNumber(text, 1, static_cast<double>(datacollector::kKinds[RS485].storedLines), options.lines);
     case kConfirm:
       return SetYesNo(text, options.confirm);
     case kDelay:

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 

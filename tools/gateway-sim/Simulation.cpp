@@ -18,7 +18,7 @@
 #include "Ledger.h"
 #include "Options.h"
 #include "SourceApps.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

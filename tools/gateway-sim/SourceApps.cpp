@@ -8,7 +8,7 @@
 #include "Kinds.h"
 #include "Ledger.h"
 #include "Options.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

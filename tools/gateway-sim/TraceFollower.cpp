@@ -13,7 +13,7 @@
 
 #include "Kinds.h"
 #include "Ledger.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

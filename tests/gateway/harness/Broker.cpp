@@ -12,7 +12,6 @@ constexpr const char* kConfigFile = "/tmp/mosquitto.conf";
 
 constexpr const char* kConfig =
     "listener 1883 127.0.0.1\n"
-    "allow_anonymous true\n"
     "persistence false\n"
     "user root\n"
     "set_tcp_nodelay true\n"
@@ -22,8 +21,8 @@ constexpr const char* kConfig =
 
 }  // namespace
 
-void Broker::Start() {
-  std::ofstream(kConfigFile) << kConfig;
+void Broker::Start(const std::string& settings) {
+  std::ofstream(kConfigFile) << kConfig << settings;
   process_ = std::make_unique<ChildProcess>(
       ChildProcess::Options{.program = "/usr/sbin/mosquitto", .arguments = {"mosquitto", "-c", kConfigFile}});
   // Printed after the listener has been opened.

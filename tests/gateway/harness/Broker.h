@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "gateway/harness/ChildProcess.h"
 
@@ -10,10 +11,13 @@ namespace datacollector::gateway {
 class Broker {
  public:
   // Starts the broker; returns when it accepts connections. A broker that doesn't start fails the test.
-  void Start();
+  // `settings` are further lines of its configuration: who may connect.
+  void Start(const std::string& settings = "allow_anonymous true\n");
 
   // Ends the broker as a crash would.
   void Kill();
+
+  void Signal(int number) const { process_->Signal(number); }
 
   bool Running() const { return process_ != nullptr; }
 

@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kDaemon = DATACOLLECTOR_BINARY_DIR "/DataCollector";
 constexpr std::size_t kLinesShown = 60;
 
 constexpr const char* kLoopRound = "ui8_WRMinute = ";
@@ -30,6 +29,11 @@ void Show(const std::string& what, const std::vector<std::string>& lines) {
 }
 
 }  // namespace
+
+std::string DaemonProgram() {
+  const char* other = std::getenv("DATACOLLECTOR_DAEMON");
+  return other == nullptr ? DATACOLLECTOR_BINARY_DIR "/DataCollector" : other;
+}
 
 void Gateway::SetUp() {
   if (!InPrivateRoot()) {
@@ -62,7 +66,7 @@ void Gateway::Launch(ChildProcess::Output output) {
   }
   ++launches_;
   config.Install();
-  daemon = std::make_unique<ChildProcess>(ChildProcess::Options{.program = kDaemon,
+  daemon = std::make_unique<ChildProcess>(ChildProcess::Options{.program = DaemonProgram(),
                                                                 .arguments = {"DataCollector"},
                                                                 .environment = environment,
                                                                 .output = output,

@@ -25,6 +25,9 @@ inline constexpr const char* kNetworkStatusFile = "/tmp/networkstatus";
 inline constexpr const char* kInstanceSocket = "/tmp/DataCollector";
 inline constexpr const char* kTableScript = "/bin/DatabaseInterface.sh";
 
+// The daemon under test: that of the build, or what the environment's DATACOLLECTOR_DAEMON names.
+std::string DaemonProgram();
+
 class Gateway : public testing::Test {
  protected:
   // Broker up, WAN up; the daemon doesn't run yet.

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Its folders are those of the gateway, from the root on.
-constexpr const char* kExampleFolder = DATACOLLECTOR_SOURCE_DIR "/etc/Config";
+constexpr const char* kExampleFolder = DATACOLLECTOR_SOURCE_DIR "/gateway/Config";
 
 // The name that a "name = value" line gives a value to.
 std::string NameIn(const std::string& line) {

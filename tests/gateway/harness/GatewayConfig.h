@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::gateway {
 

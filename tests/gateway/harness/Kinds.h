@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::gateway {
 

@@ -11,7 +11,7 @@
 #include <regex>
 #include <sstream>
 
-#include "app/ground/FileLogger.h"
+#include "ground/FileLogger.h"
 
 namespace datacollector::gateway {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "app/ground/FileLogger.h"
+#include "ground/FileLogger.h"
 
 namespace datacollector::gateway {
 namespace {
@@ -18,7 +18,7 @@ constexpr const char* kApplicationData = "/vorl/disk/AppData/K740";
 // Only what the configuration has put there: a checkout may lie below /root too.
 void RemoveConfiguration() {
   for (const fs::directory_entry& example :
-       fs::directory_iterator(DATACOLLECTOR_SOURCE_DIR "/etc/Config/root")) {
+       fs::directory_iterator(DATACOLLECTOR_SOURCE_DIR "/gateway/Config/root")) {
     fs::remove_all(fs::path("/root") / example.path().filename());
   }
 }
@@ -37,7 +37,7 @@ void CleanPrivateRoot() {
   RemoveConfiguration();
   fs::remove_all("/tmp/DataCollector");
   fs::remove(kLogFile);
-  fs::copy_file(DATACOLLECTOR_SOURCE_DIR "/tools/DatabaseInterface.sh", "/bin/DatabaseInterface.sh",
+  fs::copy_file(DATACOLLECTOR_SOURCE_DIR "/gateway/DatabaseInterface.sh", "/bin/DatabaseInterface.sh",
                 fs::copy_options::overwrite_existing);
 }
 

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "app/RetryTimers.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "app/ControlLoop.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"
@@ -62,11 +62,11 @@ TEST_F(ControlRound, TheFirstRecordByteIsLatchedAndNotOverwritten) {
 
 TEST_F(ControlRound, WhileTheCustomerHasTheDatabasesOnlyTheWindowsAreLookedAt) {
   gMainState.ui16_CustomerDataBaseReadWriteUpdateEnable = 1;
-  RecordFlags.io[DIO] = 1;
+  RecordFlags.At(DIO) = 1;
   CloudConnectSendFlags[RS485].gui8_FirstDCDBRecordSent = 1;
   CloudConnectSendFlags[RS485].gui8_NoDCDBRecordsToPublish = 1;
   EXPECT_EQ(Round().find(kWindows), 0U);
-  EXPECT_EQ(DBWriteFlags.io[DIO].gui8_WriteRecordsWithinPeriodicMinute, 1);
+  EXPECT_EQ(DBWriteFlags.At(DIO).gui8_WriteRecordsWithinPeriodicMinute, 1);
   for (const KindSendFlags& flags : CloudConnectSendFlags) {
     EXPECT_EQ(flags.gui8_SendDCDBRecordFlags, 0);
     EXPECT_EQ(flags.gui8_SendDCDBRecordRetryFlags, 0);
@@ -104,7 +104,7 @@ TEST_F(ControlRound, PassesTheCurrentMinuteToTheDueTest) {
   const std::string minute = std::to_string(std::stoi(match[1]));
   EXPECT_NE(out.find("ui8_CurrentMinute : " + minute + "\n"), std::string::npos);
   EXPECT_NE(out.find("ui8_WRMinute = " + minute + "\n"), std::string::npos);
-  EXPECT_EQ(DBWriteFlags.io[AIO].gui8_WriteRecordsDue, minute == "0" ? 0 : 1);
+  EXPECT_EQ(DBWriteFlags.At(AIO).gui8_WriteRecordsDue, minute == "0" ? 0 : 1);
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "app/PublishProtocol.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "mqtt/ClientConfig.h"
-#include "mqtt/RequestIds.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "mqtt/client/ClientConfig.h"
+#include "mqtt/inbound/RequestIds.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/ExampleGateway.h"
@@ -111,7 +111,7 @@ TEST_F(DataRequests, AnyOtherCaseAsksForNothing) {
     EXPECT_EQ(Ask(other), place + ":START\ni32_Case: " + std::to_string(other) + "\n" + place + ":END\n");
   }
   EXPECT_EQ(cfg_->message, nullptr);
-  for (const DataRequest& request : AppDataReqFlags.io) {
+  for (const DataRequest& request : AppDataReqFlags) {
     EXPECT_EQ(request.gi32_ReqId, 0);
   }
 }
@@ -119,7 +119,7 @@ TEST_F(DataRequests, AnyOtherCaseAsksForNothing) {
 TEST_F(DataRequests, ADisabledKindIsNotAskedAndKeepsItsCounter) {
   sources_.i32_DataSourcesEnableFlags[DIO][0] = 0;
   EXPECT_EQ(Ask(1).find("DIO"), std::string::npos);
-  EXPECT_EQ(AppDataReqFlags.io[DIO].gi32_ReqId, 0);
+  EXPECT_EQ(AppDataReqFlags.At(DIO).gi32_ReqId, 0);
   EXPECT_EQ(cfg_->message, nullptr);
 }
 
@@ -127,8 +127,8 @@ TEST_F(DataRequests, TheCounterAdvancesEvenThoughThePublishIsRefused) {
   Ask(0);
   Ask(0);
   Ask(1);
-  EXPECT_EQ(AppDataReqFlags.io[AIO].gi32_ReqId, 2);
-  EXPECT_EQ(AppDataReqFlags.io[DIO].gi32_ReqId, 1);
+  EXPECT_EQ(AppDataReqFlags.At(AIO).gi32_ReqId, 2);
+  EXPECT_EQ(AppDataReqFlags.At(DIO).gi32_ReqId, 1);
   EXPECT_STREQ(cfg_->message.get(), "<,2,1,>");
 }
 
@@ -152,13 +152,13 @@ TEST_F(DataRequests, AllMetersAreAskedMeterByMeterWithTheirBaseNumbers) {
   sources_.MeterID[0] = 40;
   sources_.MeterID[1] = 50;
   EXPECT_EQ(AskMeters(0), (Texts{"<,12,40,1,1,>", "<,13,40,1,2,>", "<,12,50,2,1,>"}));
-  EXPECT_EQ(AppDataReqFlags.rs485[0][0].gi32_ReqId, 41);
-  EXPECT_EQ(AppDataReqFlags.rs485[0][1].gi32_ReqId, 41);
-  EXPECT_EQ(AppDataReqFlags.rs485[1][0].gi32_ReqId, 51);
-  EXPECT_EQ(AppDataReqFlags.rs485[1][1].gi32_ReqId, 0);
-  EXPECT_EQ(AppDataReqFlags.rs485[0][0].gui8_AppDataReqPublished, 1);
-  EXPECT_EQ(AppDataReqFlags.rs485[1][1].gui8_AppDataReqPublished, 0);
-  EXPECT_EQ(DBWriteFlags.rs485[0][0].gui8_WriteRecordsRequested, 0);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 0, 0).gi32_ReqId, 41);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 0, 1).gi32_ReqId, 41);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 1, 0).gi32_ReqId, 51);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 1, 1).gi32_ReqId, 0);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 0, 0).gui8_AppDataReqPublished, 1);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 1, 1).gui8_AppDataReqPublished, 0);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 0, 0).gui8_WriteRecordsRequested, 0);
 }
 
 TEST_F(DataRequests, AMeterOfTheThirdOrFourthLineIsCountedButNothingIsPublished) {
@@ -168,8 +168,8 @@ TEST_F(DataRequests, AMeterOfTheThirdOrFourthLineIsCountedButNothingIsPublished)
     sources_.i32_NoOfEMetersInLine[line] = 1;
   }
   EXPECT_EQ(AskMeters(0), Texts{});
-  EXPECT_EQ(AppDataReqFlags.rs485[0][2].gui8_AppDataReqPublished, 1);
-  EXPECT_EQ(AppDataReqFlags.rs485[0][3].gui8_AppDataReqPublished, 1);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 0, 2).gui8_AppDataReqPublished, 1);
+  EXPECT_EQ(AppDataReqFlags.At(RS485, 0, 3).gui8_AppDataReqPublished, 1);
 }
 
 TEST_F(DataRequests, LinesThatAreDisabledOrNotCountedAreNotAsked) {
@@ -194,10 +194,10 @@ TEST_F(DataRequests, ALineWithoutMetersIsNotAskedAndCountsOutsideTheTableAreCut)
 
 TEST_F(DataRequests, InRetryModeOnlyPendingMetersAreAskedAndTheirPeriodStartsAnew) {
   sources_.MeterID[7] = 70;
-  DataRequest& request = AppDataReqFlags.rs485[7][1];
+  DataRequest& request = AppDataReqFlags.At(RS485, 7, 1);
   request.gui8_AppDataReqPending = 1;
-  AppDataReqFlags.rs485[8][1].gui8_AppDataReqPending = 2;
-  PeriodicWindow& window = DBWriteFlags.rs485[7][1];
+  AppDataReqFlags.At(RS485, 8, 1).gui8_AppDataReqPending = 2;
+  PeriodicWindow& window = DBWriteFlags.At(RS485, 7, 1);
   window.gui8_PeriodicRecordsWritten = 1;
   window.gui8_WriteRecordsDue = 1;
   EXPECT_EQ(AskMeters(1), (Texts{"<,13,70,8,2,>"}));
@@ -218,16 +218,16 @@ TEST_F(DataRequests, AfterEachOfTheHundredMeterIndexesThereIsAPause) {
 }
 
 TEST_F(DataRequests, ResettingClearsTheBookkeepingAndKeepsTheNumbers) {
-  for (DataRequest* request : {&AppDataReqFlags.io[AIO], &AppDataReqFlags.rs485[99][9],
-                               &AppDataReqFlags.rs232[9][0], &AppDataReqFlags.snmp[9][0]}) {
+  for (DataRequest* request : {&AppDataReqFlags.At(AIO), &AppDataReqFlags.At(RS485, 99, 9),
+                               &AppDataReqFlags.At(RS232, 9, 0), &AppDataReqFlags.At(SNMP, 9, 0)}) {
     request->gui8_AppDataReqPublished = 1;
     request->gui8_AppDataReqPending = 1;
     request->gi32_ReqId = 5;
   }
   CapturedOutput output;
   ResetAppDataReqFlags();
-  for (const DataRequest* request : {&AppDataReqFlags.io[AIO], &AppDataReqFlags.rs485[99][9],
-                                     &AppDataReqFlags.rs232[9][0], &AppDataReqFlags.snmp[9][0]}) {
+  for (const DataRequest* request : {&AppDataReqFlags.At(AIO), &AppDataReqFlags.At(RS485, 99, 9),
+                                     &AppDataReqFlags.At(RS232, 9, 0), &AppDataReqFlags.At(SNMP, 9, 0)}) {
     EXPECT_EQ(request->gui8_AppDataReqPublished, 0);
     EXPECT_EQ(request->gui8_AppDataReqPending, 0);
     EXPECT_EQ(request->gi32_ReqId, 5);

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "app/WriteWindows.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -60,15 +60,8 @@ class DueWindows : public ::testing::Test {
 
   static int DueSources() {
     int due = 0;
-    for (const PeriodicWindow& window : DBWriteFlags.io) {
+    for (const PeriodicWindow& window : DBWriteFlags) {
       due += window.gui8_WriteRecordsDue;
-    }
-    for (const SourceKind kind : {RS485, RS232, SNMP}) {
-      for (std::size_t meter = 0; meter < SizeOfMeterTable(kind).meters; ++meter) {
-        for (std::size_t line = 0; line < SizeOfMeterTable(kind).lines; ++line) {
-          due += DBWriteFlags.At(kind, meter, line).gui8_WriteRecordsDue;
-        }
-      }
     }
     return due;
   }
@@ -90,8 +83,8 @@ class DueWindows : public ::testing::Test {
 TEST_F(DueWindows, EverySourceIsMarkedAndToldInTheFixedOrder) {
   EXPECT_EQ(Set(16), Traced(16, kAllTexts));
   EXPECT_EQ(DueSources(), 3 + 2 * 2 + 2 + 2);
-  EXPECT_EQ(DBWriteFlags.rs485[1][1].gui8_WriteRecordsDue, 1);
-  EXPECT_EQ(DBWriteFlags.rs485[0][2].gui8_WriteRecordsDue, 0);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 1, 1).gui8_WriteRecordsDue, 1);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 0, 2).gui8_WriteRecordsDue, 0);
 }
 
 TEST_F(DueWindows, TheRemainderDecidesAndNotTheMultiple) {

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "app/ForwardingThread.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "mqtt/ClientConfig.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "mqtt/client/ClientConfig.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/ExampleGateway.h"

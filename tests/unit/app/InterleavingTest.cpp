@@ -11,70 +11,40 @@
 
 #include "app/ForwardingThread.h"
 #include "app/RetryTimers.h"
-#include "app/ground/Flags.h"
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/MainState.h"
-#include "mqtt/ClientConfig.h"
+#include "ground/Flags.h"
+#include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
+#include "mqtt/client/ClientConfig.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/ExampleGateway.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
-#include "unit/app/HurriedSleeps.h"
 #include "unit/app/ThreadAlarm.h"
 
 namespace datacollector {
 namespace {
 
-// What happens, once, around the calling thread's next reading of a kind's release time or of the clock.
+// What happens, once, around the calling thread's next reading of the clock.
 struct Meanwhile {
-  const ReleaseTime* releaseTime;
-  std::function<void()> afterReleaseTime;
   std::function<void()> beforeClock;
   std::function<void(const timespec& now)> afterClock;
 };
 thread_local Meanwhile meanwhile;
 
-}  // namespace
-
-// The linker leads all calls of these two through this file, see tests/CMakeLists.txt.
-double RealSeconds(const ReleaseTime& time) asm("__real__ZNK13datacollector11ReleaseTime7SecondsEv");
-double WrappedSeconds(const ReleaseTime& time) asm("__wrap__ZNK13datacollector11ReleaseTime7SecondsEv");
-double WrappedSeconds(const ReleaseTime& time) {
-  const double seconds = RealSeconds(time);
-  if (meanwhile.afterReleaseTime && &time == meanwhile.releaseTime) {
-    std::exchange(meanwhile.afterReleaseTime, nullptr)();
-  }
-  return seconds;
-}
-
-ClockReading RealClock(ClockSource clock) asm(
-    "__real__ZN13datacollector18TakeMonotonicClockEPFiiP8timespecE");
-ClockReading WrappedClock(ClockSource clock) asm(
-    "__wrap__ZN13datacollector18TakeMonotonicClockEPFiiP8timespecE");
-ClockReading WrappedClock(ClockSource clock) {
+int WatchedClock(clockid_t clock, timespec* now) {
   if (meanwhile.beforeClock) {
     std::exchange(meanwhile.beforeClock, nullptr)();
   }
-  const ClockReading reading = RealClock(clock);
+  const int result = ::clock_gettime(clock, now);
   if (meanwhile.afterClock) {
-    std::exchange(meanwhile.afterClock, nullptr)(reading.now);
+    std::exchange(meanwhile.afterClock, nullptr)(*now);
   }
-  return reading;
+  return result;
 }
 
-namespace {
-
-struct TimerOf {
-  void (*run)();
-  SourceKind watched;
-};
-constexpr std::array<TimerOf, kSourceKinds> kTimers = {{{SetAIDBRetryFlag, AIO},
-                                                        {SetDIDBRetryFlag, DIO},
-                                                        {SetTemperatureDBRetryFlag, TEMPERATURE},
-                                                        {SetRS485DBRetryFlag, RS485},
-                                                        {SetRS232DBRetryFlag, RS485},
-                                                        {SetSNMPDBRetryFlag, RS485}}};
+// Whose last record the timer of a kind looks at.
+constexpr std::array<SourceKind, kSourceKinds> kWatched = {AIO, DIO, TEMPERATURE, RS485, RS485, RS485};
 constexpr std::uint32_t kLongAgo = 3600;
 
 class Interleaving : public ExampleGateway {
@@ -101,7 +71,7 @@ class Interleaving : public ExampleGateway {
 
   const SourceKind kind_;
   const std::uint32_t now_ = static_cast<std::uint32_t>(TakeMonotonicClock().now.tv_sec);
-  KindSendFlags& watched_ = CloudConnectSendFlags[kTimers[kind_].watched];
+  KindSendFlags& watched_ = CloudConnectSendFlags[kWatched[kind_]];
   ByteFlag& retry_ = CloudConnectSendFlags[kind_].gui8_SendDCDBRecordRetryFlags;
 };
 
@@ -146,29 +116,23 @@ class TimerInterleaving : public Interleaving {
 // A kind that was not due is released just behind the look at its release time: it is due by that, and the
 // release counts as one that came later.
 TEST_P(EachKindInterleaving, AReleaseBehindTheLookAtItsTimeStaysInForceForTheNextRecord) {
-  WriteFile("/tmp/networkstatus", "1");
+  gui8_WanStatus = 1;
   MakeAllTables();
   AddRow(kind_, 5);
   AddRow(kind_, 6);
   for (KindSendFlags& flags : CloudConnectSendFlags) {
     flags.gui8_FirstDCDBRecordSent = 1;
   }
-  gi32_HTTPThreadSendFlag = 1;
   KindSendFlags& flags = CloudConnectSendFlags[kind_];
   flags.gf64_SendDCDBRecordFlagSetTime.Set(10, 0);
-  meanwhile.releaseTime = &flags.gf64_SendDCDBRecordFlagSetTime;
-  meanwhile.afterReleaseTime = [&flags] {
-    flags.gui8_SendUnsentDCDBRecord = 1;
-    flags.gf64_SendDCDBRecordFlagSetTime.Set(20, 0);
-    flags.gui8_SendDCDBRecordFlags = 1;
-  };
+  const double releaseTime = flags.gf64_SendDCDBRecordFlagSetTime.Seconds();
+  flags.gui8_SendUnsentDCDBRecord = 1;
+  flags.gf64_SendDCDBRecordFlagSetTime.Set(20, 0);
+  flags.gui8_SendDCDBRecordFlags = 1;
   const LocalBroker broker;
   const ConnectedClient client(gClientConfig);
   CapturedOutput output;
-  {
-    const HurriedSleeps hurry;
-    RunForwardingRound();
-  }
+  VisitIfDue(kind_, releaseTime);
   output.Out();
   EXPECT_EQ(flags.gi32_LastSentDCDBRecordNum, 5);
   EXPECT_EQ(int{flags.gui8_SendDCDBRecordFlags}, 1);
@@ -181,7 +145,7 @@ TEST_P(EachKindInterleaving, ARecordThatLeavesBehindTheReadingOfTheClockIsNotTak
     Announce(static_cast<std::uint32_t>(now.tv_sec) + 1);
   };
   CapturedOutput output;
-  kTimers[kind_].run();
+  RunRetryTimers(kind_, WatchedClock);
   output.Out();
   EXPECT_FALSE(meanwhile.afterClock);
   EXPECT_EQ(int{retry_}, 0);
@@ -206,7 +170,7 @@ TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOn
       delay = std::max(delay + (early ? kStep : -kStep), 1L);
     };
     interruption.In(delay);
-    kTimers[kind_].run();
+    RunRetryTimers(kind_, WatchedClock);
     Interruption::Await();
     retries += retry_;
   }

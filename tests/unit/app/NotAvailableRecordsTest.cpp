@@ -3,8 +3,8 @@
 #include <string>
 
 #include "app/NotAvailableRecords.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -61,7 +61,7 @@ class NotAvailable : public ::testing::Test {
 };
 
 TEST_F(NotAvailable, AnAioRecordHasThePlaceholdersOfItsModule) {
-  AppDataReqFlags.io[AIO].gi32_ReqId = 12;
+  AppDataReqFlags.At(AIO).gi32_ReqId = 12;
   const std::string record = R"("<","M417",0,12,99,99.99,99.99,"0",0,"0",">")";
   CapturedOutput output;
   PackAIONaData();
@@ -71,7 +71,7 @@ TEST_F(NotAvailable, AnAioRecordHasThePlaceholdersOfItsModule) {
 }
 
 TEST_F(NotAvailable, ADioRecordHasThePlaceholdersOfItsModule) {
-  AppDataReqFlags.io[DIO].gi32_ReqId = 13;
+  AppDataReqFlags.At(DIO).gi32_ReqId = 13;
   const std::string record = R"("<","AI2DI2DO2_VT480",0,13,99,9,9,"0",0,"0",">")";
   CapturedOutput output;
   PackDIONaData();
@@ -81,7 +81,7 @@ TEST_F(NotAvailable, ADioRecordHasThePlaceholdersOfItsModule) {
 }
 
 TEST_F(NotAvailable, ATemperatureRecordCarriesTheDioModulesModel) {
-  AppDataReqFlags.io[TEMPERATURE].gi32_ReqId = -14;
+  AppDataReqFlags.At(TEMPERATURE).gi32_ReqId = -14;
   const std::string record = R"("<","AI2DI2DO2_VT480",0,-14,99,9,9,"0",0,"0",">")";
   CapturedOutput output;
   PackTemperatureNaData();
@@ -100,24 +100,24 @@ TEST_F(NotAvailable, AnIoRecordReplacesALongerOne) {
 }
 
 TEST_F(NotAvailable, AnRs485RecordHasNoStartMarkAndTheDeviceFirst) {
-  AppDataReqFlags.rs485[11][1].gi32_ReqId = 7;
+  AppDataReqFlags.At(RS485, 11, 1).gi32_ReqId = 7;
   const std::string head = R"("GW0001",0,7,2,12,"F","F","F","F","0",)";
   const std::string record = head + R"("F","F","0","0","00:00:00",">")";
   EXPECT_EQ(PackRs485(1, 11), Traced("PackRS485NaData", LineAndMeter(2, 12) + "Before Loop = " + head +
                                                             "\nConcatenated RS485 String=" + record + "\n" +
                                                             Stored("RS485", record)));
-  EXPECT_EQ(data_.i8_RS485Record[1][11].view(), record);
-  EXPECT_TRUE(data_.i8_RS485Record[0][11].empty());
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 11, 1).view(), record);
+  EXPECT_TRUE(data_.i8_MeterRecord.At(RS485, 11, 0).empty());
 }
 
 TEST_F(NotAvailable, WithoutTheDeviceSwitchTheDeviceIsLeftOut) {
   for (const std::int32_t enable : {0, 2}) {
     gMainState.DataCollectorSiteConfig.DeviceIDEnable = enable;
     PackRs485(0, 0);
-    EXPECT_EQ(data_.i8_RS485Record[0][0].view(),
+    EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 0, 0).view(),
               R"(0,0,1,1,"F","F","F","F","0","F","F","0","0","00:00:00",">")");
     PackRs232(0, 0);
-    EXPECT_EQ(data_.i8_RS232Line1Record[0].view(),
+    EXPECT_EQ(data_.i8_MeterRecord.At(RS232, 0).view(),
               R"(0,0,1,1,"F","F","F","F","0","F","F","0","0","00:00:00",">")");
   }
 }
@@ -126,10 +126,10 @@ TEST_F(NotAvailable, WithoutRegistersTheTailFollowsTheHead) {
   for (const std::int32_t count : {0, -1}) {
     SetRegisters(count);
     PackRs485(0, 0);
-    EXPECT_EQ(data_.i8_RS485Record[0][0].view(),
+    EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 0, 0).view(),
               R"("GW0001",0,0,1,1,"F","F","F","F","0","0","0","00:00:00",">")");
     PackRs232(0, 0);
-    EXPECT_EQ(data_.i8_RS232Line1Record[0].view(),
+    EXPECT_EQ(data_.i8_MeterRecord.At(RS232, 0).view(),
               R"("GW0001",0,0,1,1,"F","F","F","F","0","0","0","00:00:00",">")");
   }
 }
@@ -143,8 +143,8 @@ TEST_F(NotAvailable, MoreRegistersThanThereIsRoomForAreCut) {
   }
   const std::string out = PackRs485(0, 0);
   EXPECT_NE(out.find("Concatenated RS485 String=" + record.substr(0, 3999) + "\n"), std::string::npos);
-  EXPECT_EQ(data_.i8_RS485Record[0][0].view(), record.substr(0, 1999));
-  EXPECT_TRUE(data_.i8_RS485Record[0][1].empty());
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 0, 0).view(), record.substr(0, 1999));
+  EXPECT_TRUE(data_.i8_MeterRecord.At(RS485, 1, 0).empty());
 }
 
 TEST_F(NotAvailable, AnRs232RecordIsCutAt199Characters) {
@@ -155,23 +155,24 @@ TEST_F(NotAvailable, AnRs232RecordIsCutAt199Characters) {
   }
   record.resize(199);
   EXPECT_NE(PackRs232(0, 0).find("Concatenated RS232 String=" + record + "\n"), std::string::npos);
-  EXPECT_EQ(data_.i8_RS232Line1Record[0].view(), record);
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS232, 0).view(), record);
 }
 
 TEST_F(NotAvailable, ALongDeviceLeavesItsRecordCutAndNotOverrun) {
   const std::string device(3000, 'D');
   gMainState.DataCollectorSiteConfig.DeviceID = device.c_str();
   PackRs485(0, 0);
-  EXPECT_EQ(data_.i8_RS485Record[0][0].view(), "\"" + device.substr(0, 1998));
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 0, 0).view(), "\"" + device.substr(0, 1998));
   PackRs232(0, 0);
-  EXPECT_EQ(data_.i8_RS232Line1Record[0].view(), "\"" + device.substr(0, 198));
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS232, 0).view(), "\"" + device.substr(0, 198));
 }
 
 TEST_F(NotAvailable, TextsThatAreNotConfiguredAreEmpty) {
   gMainState.DataCollectorSiteConfig.DeviceID = nullptr;
   gMainState.DataCollectorSiteConfig.FailureDataCharacter = nullptr;
   PackRs485(0, 0);
-  EXPECT_EQ(data_.i8_RS485Record[0][0].view(), R"("",0,0,1,1,"","","","","0","","","0","0","00:00:00",">")");
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS485, 0, 0).view(),
+            R"("",0,0,1,1,"","","","","0","","","0","0","00:00:00",">")");
 }
 
 TEST_F(NotAvailable, AnRs485RecordOfAThirdLineIsBuiltAndDropped) {
@@ -179,28 +180,28 @@ TEST_F(NotAvailable, AnRs485RecordOfAThirdLineIsBuiltAndDropped) {
   const std::string out = PackRs485(2, 0);
   EXPECT_NE(out.find("Concatenated RS485 String=" + record + "\n"), std::string::npos) << out;
   EXPECT_EQ(out.find("na i8_"), std::string::npos);
-  EXPECT_TRUE(data_.i8_RS485Record[0][0].empty());
-  EXPECT_TRUE(data_.i8_RS485Record[1][0].empty());
+  EXPECT_TRUE(data_.i8_MeterRecord.At(RS485, 0, 0).empty());
+  EXPECT_TRUE(data_.i8_MeterRecord.At(RS485, 0, 1).empty());
 }
 
 TEST_F(NotAvailable, AnRs232RecordPrintsItsTexts) {
-  AppDataReqFlags.rs232[9][0].gi32_ReqId = 8;
+  AppDataReqFlags.At(RS232, 9, 0).gi32_ReqId = 8;
   const std::string head = R"("GW0001",0,8,1,10,"F","F","F","F","0",)";
   const std::string record = head + R"("F","F","0","0","00:00:00",">")";
   EXPECT_EQ(PackRs232(0, 9), Traced("PackRS232NaData", LineAndMeter(1, 10) + "Before Loop = " + head +
                                                            "\nConcatenated RS232 String=" + record + "\n" +
                                                            Stored("RS232", record)));
-  EXPECT_EQ(data_.i8_RS232Line1Record[9].view(), record);
+  EXPECT_EQ(data_.i8_MeterRecord.At(RS232, 9).view(), record);
 }
 
 // The request numbers of RS-232 are indexed by the sum of meter and line.
 TEST_F(NotAvailable, AnRs232RecordOfASecondLineHasTheNextMetersRequestNumberAndIsDropped) {
-  AppDataReqFlags.rs232[0][0].gi32_ReqId = 4;
-  AppDataReqFlags.rs232[1][0].gi32_ReqId = 5;
+  AppDataReqFlags.At(RS232, 0, 0).gi32_ReqId = 4;
+  AppDataReqFlags.At(RS232, 1, 0).gi32_ReqId = 5;
   const std::string out = PackRs232(1, 0);
   EXPECT_NE(out.find("Before Loop = \"GW0001\",0,5,2,1,"), std::string::npos) << out;
   EXPECT_EQ(out.find("na i8_"), std::string::npos);
-  EXPECT_TRUE(data_.i8_RS232Line1Record[0].empty());
+  EXPECT_TRUE(data_.i8_MeterRecord.At(RS232, 0).empty());
   EXPECT_NE(PackRs232(1, 9).find("Before Loop = \"GW0001\",0,0,2,10,"), std::string::npos);
 }
 

@@ -21,8 +21,8 @@
 
 #include "app/ProcessHandler.h"
 #include "app/Signals.h"
-#include "app/ground/FileLogger.h"
-#include "app/ground/Trace.h"
+#include "ground/FileLogger.h"
+#include "ground/Trace.h"
 #include "support/Texts.h"
 
 namespace datacollector {

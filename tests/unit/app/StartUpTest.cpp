@@ -1,12 +1,15 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <array>
 #include <filesystem>
 #include <string>
 
 #include "app/ControlLoop.h"
 #include "app/StartUp.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"
@@ -81,6 +84,19 @@ TEST_F(StartUp, ADatabaseThatIsThereIsLeftAsItIs) {
     EXPECT_EQ(LogText(), logged + kSuccess);
     EXPECT_EQ(ReadFile(DatabaseOf(present.kind)), "not even a database");
   }
+}
+
+TEST_F(StartUp, ADatabaseFileOfTheFutureIsThere) {
+  MakeAllTables();
+  const timespec future{2209032000, 0};  // 2040-01-01 12:00:00 UTC
+  ASSERT_EQ(::utimensat(AT_FDCWD, DatabaseOf(AIO).c_str(), std::array{future, future}.data(), 0), 0);
+  EXPECT_EQ(Create(), Traced("<GetTimeStamp>\n"));
+}
+
+TEST_F(StartUp, ADatabaseFileOfThreeGigabytesIsThere) {
+  MakeAllTables();
+  std::filesystem::resize_file(DatabaseOf(AIO), 3'000'000'000);
+  EXPECT_EQ(Create(), Traced("<GetTimeStamp>\n"));
 }
 
 TEST_F(StartUp, WithEveryDatabaseThereOnlyTheSuccessIsLogged) {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "app/WriteWindows.h"
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -52,27 +52,27 @@ class Windows : public ::testing::Test {
 
 // The text of AIO alone ends with a blank.
 TEST_F(Windows, ARecordThatIsNotStoredOpensTheWithinWindowOfItsIoKind) {
-  for (ByteFlag& flag : RecordFlags.io) {
-    flag = 1;
+  for (const SourceKind kind : {AIO, DIO, TEMPERATURE}) {
+    RecordFlags.At(kind) = 1;
   }
   const std::string text = "\n\n *********** DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute";
   EXPECT_EQ(Open(), text + "[AIO]=1 ******** \n\n " + text + "[DIO]=1 ******** \n\n" + text +
                         "[TEMPERATURE]=1 ******** \n\n");
-  for (const PeriodicWindow& window : DBWriteFlags.io) {
-    EXPECT_EQ(window.gui8_WriteRecordsWithinPeriodicMinute, 1);
+  for (const SourceKind kind : {AIO, DIO, TEMPERATURE}) {
+    EXPECT_EQ(DBWriteFlags.At(kind).gui8_WriteRecordsWithinPeriodicMinute, 1);
   }
 }
 
 TEST_F(Windows, ADisabledIoKindOpensNoWindow) {
   sources_.i32_DataSourcesEnableFlags[DIO][0] = 0;
-  RecordFlags.io[DIO] = 1;
+  RecordFlags.At(DIO) = 1;
   EXPECT_EQ(Open(), "");
-  EXPECT_EQ(DBWriteFlags.io[DIO].gui8_WriteRecordsWithinPeriodicMinute, 0);
+  EXPECT_EQ(DBWriteFlags.At(DIO).gui8_WriteRecordsWithinPeriodicMinute, 0);
 }
 
 TEST_F(Windows, WithoutARecordNoWindowOpens) {
   EXPECT_EQ(Open(), "");
-  RecordFlags.io[AIO] = 2;
+  RecordFlags.At(AIO) = 2;
   EXPECT_EQ(Open(), "");
 }
 
@@ -80,16 +80,16 @@ TEST_F(Windows, WithoutARecordNoWindowOpens) {
 // part.
 TEST_F(Windows, TheMeterLoopsTestTheIoKindOfTheLinesNumber) {
   for (std::size_t line = 0; line < 4; ++line) {
-    RecordFlags.rs485[99][line] = 1;
+    RecordFlags.At(RS485, 99, line) = 1;
   }
   sources_.i32_DataSourcesRS485EnableFlags = {};
   sources_.i32_DataSourcesEnableFlags[DIO][0] = 0;
   const std::string text = "\n\n *********** DBWriteFlags.gui8_RS485WriteRecordsWithinPeriodicMinute";
   EXPECT_EQ(Open(), text + "[99][0]=1******** \n\n" + text + "[99][2]=1******** \n\n");
-  EXPECT_EQ(DBWriteFlags.rs485[99][0].gui8_WriteRecordsWithinPeriodicMinute, 1);
-  EXPECT_EQ(DBWriteFlags.rs485[99][1].gui8_WriteRecordsWithinPeriodicMinute, 0);
-  EXPECT_EQ(DBWriteFlags.rs485[99][2].gui8_WriteRecordsWithinPeriodicMinute, 1);
-  EXPECT_EQ(DBWriteFlags.rs485[99][3].gui8_WriteRecordsWithinPeriodicMinute, 0);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 99, 0).gui8_WriteRecordsWithinPeriodicMinute, 1);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 99, 1).gui8_WriteRecordsWithinPeriodicMinute, 0);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 99, 2).gui8_WriteRecordsWithinPeriodicMinute, 1);
+  EXPECT_EQ(DBWriteFlags.At(RS485, 99, 3).gui8_WriteRecordsWithinPeriodicMinute, 0);
 }
 
 TEST_F(Windows, AnEnabledMeterLineOpensNothingWithoutItsIoKind) {
@@ -97,27 +97,27 @@ TEST_F(Windows, AnEnabledMeterLineOpensNothingWithoutItsIoKind) {
   sources_.i32_DataSourcesRS485EnableFlags[0][0] = 1;
   sources_.i32_DataSourcesRS232EnableFlags[0][0] = 1;
   sources_.i32_DataSourcesSNMPEnableFlags[0][0] = 1;
-  RecordFlags.rs485[0][0] = 1;
-  RecordFlags.rs232[0][0] = 1;
-  RecordFlags.snmp[0][0] = 1;
+  RecordFlags.At(RS485, 0, 0) = 1;
+  RecordFlags.At(RS232, 0, 0) = 1;
+  RecordFlags.At(SNMP, 0, 0) = 1;
   EXPECT_EQ(Open(), "");
 }
 
 TEST_F(Windows, Rs232AndSnmpGoByAio) {
-  RecordFlags.rs232[9][0] = 1;
-  RecordFlags.snmp[9][0] = 1;
+  RecordFlags.At(RS232, 9, 0) = 1;
+  RecordFlags.At(SNMP, 9, 0) = 1;
   EXPECT_EQ(Open(),
             "\n\n *********** DBWriteFlags.gui8_RS232WriteRecordsWithinPeriodicMinute[9][0]=1******** \n\n"
             "\n\n *********** DBWriteFlags.gui8_SNMPWriteRecordsWithinPeriodicMinute[9][0]=1******** \n\n");
-  EXPECT_EQ(DBWriteFlags.rs232[9][0].gui8_WriteRecordsWithinPeriodicMinute, 1);
-  EXPECT_EQ(DBWriteFlags.snmp[9][0].gui8_WriteRecordsWithinPeriodicMinute, 1);
+  EXPECT_EQ(DBWriteFlags.At(RS232, 9, 0).gui8_WriteRecordsWithinPeriodicMinute, 1);
+  EXPECT_EQ(DBWriteFlags.At(SNMP, 9, 0).gui8_WriteRecordsWithinPeriodicMinute, 1);
 }
 
 TEST_F(Windows, LinesThatAreNotCountedAreNotLookedAt) {
   SrcFlags = {3, 1, 0, 0};
-  RecordFlags.rs485[0][1] = 1;
-  RecordFlags.rs232[0][0] = 1;
-  RecordFlags.snmp[0][0] = 1;
+  RecordFlags.At(RS485, 0, 1) = 1;
+  RecordFlags.At(RS232, 0, 0) = 1;
+  RecordFlags.At(SNMP, 0, 0) = 1;
   EXPECT_EQ(Open(), "");
 }
 
@@ -137,7 +137,7 @@ class IoWindows : public Windows, public ::testing::WithParamInterface<IoClosing
     return GetParam().text + packed + "DBWriteFlags.gui8_WriteRecordsAfterPeriodicMinute" + index +
            " = 1, DBWriteFlags.gui8_WriteRecordsWithinPeriodicMinute" + index + " = 0\n";
   }
-  PeriodicWindow& window_ = DBWriteFlags.io[GetParam().kind];
+  PeriodicWindow& window_ = DBWriteFlags.At(GetParam().kind);
 };
 
 TEST_P(IoWindows, AnUnansweredRequestOpensTheAfterWindowAndLeavesANotAvailableRecord) {
@@ -151,7 +151,7 @@ TEST_P(IoWindows, AnUnansweredRequestOpensTheAfterWindowAndLeavesANotAvailableRe
 
 TEST_P(IoWindows, ARecordThatArrivedIsNotReplaced) {
   Request(window_);
-  RecordFlags.io[GetParam().kind] = 1;
+  RecordFlags.At(GetParam().kind) = 1;
   EXPECT_EQ(Close(), Closed(""));
   EXPECT_TRUE(gMainState.DataCollectorDBData.i8_IoRecord[GetParam().kind].empty());
 }
@@ -280,10 +280,10 @@ INSTANTIATE_TEST_SUITE_P(Kinds, MeterWindows,
 TEST_F(Windows, TheNotAvailableRecordOfAMeterIsThatOfItsLine) {
   sources_.i32_DataSourcesRS485EnableFlags[1][0] = 1;
   sources_.i32_NoOfEMetersInLine[1] = 100;
-  Request(DBWriteFlags.rs485[99][1]);
+  Request(DBWriteFlags.At(RS485, 99, 1));
   Close();
-  EXPECT_FALSE(gMainState.DataCollectorDBData.i8_RS485Record[1][99].empty());
-  EXPECT_TRUE(gMainState.DataCollectorDBData.i8_RS485Record[0][99].empty());
+  EXPECT_FALSE(gMainState.DataCollectorDBData.i8_MeterRecord.At(RS485, 99, 1).empty());
+  EXPECT_TRUE(gMainState.DataCollectorDBData.i8_MeterRecord.At(RS485, 99, 0).empty());
 }
 
 }  // namespace

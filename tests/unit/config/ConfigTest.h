@@ -12,7 +12,7 @@
 #include <regex>
 #include <string>
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 
 namespace datacollector {

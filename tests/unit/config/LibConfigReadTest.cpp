@@ -27,7 +27,7 @@ class LibConfigRead : public ConfigTest {
     struct statfs root {};
     ASSERT_EQ(::statfs("/root", &root), 0);
     ASSERT_EQ(root.f_type, TMPFS_MAGIC) << "run inside scripts/private-root.sh";
-    const std::filesystem::path example = DATACOLLECTOR_SOURCE_DIR "/etc/Config/root";
+    const std::filesystem::path example = DATACOLLECTOR_SOURCE_DIR "/gateway/Config/root";
     for (const auto& component : std::filesystem::directory_iterator(example)) {
       const std::filesystem::path target = "/root" / component.path().filename();
       std::filesystem::remove_all(target);

@@ -7,7 +7,7 @@
 #include <regex>
 #include <string>
 
-#include "app/ground/FileLogger.h"
+#include "ground/FileLogger.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <type_traits>
 
-#include "app/ground/FixedText.h"
+#include "ground/FixedText.h"
 
 namespace datacollector {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "app/ground/Flags.h"
+#include "ground/Flags.h"
 
 namespace datacollector {
 namespace {
@@ -23,7 +23,7 @@ TEST(ReleaseTime, IsZeroAtStartAndAfterAReset) {
   ReleaseTime time{};
   EXPECT_EQ(time.Seconds(), 0.0);
   time.Set(7, 8);
-  time.Reset();
+  time.Set(0, 0);
   EXPECT_EQ(time.Seconds(), 0.0);
 }
 
@@ -52,18 +52,18 @@ TEST(ReleaseTime, AReaderNeverSeesAMixtureOfTwoTimes) {
 }
 
 TEST(Flags, TheTablesAreAsLargeAsTheirKindsMetersAndLines) {
-  EXPECT_EQ(SizeOfMeterTable(RS485).meters, 100U);
-  EXPECT_EQ(SizeOfMeterTable(RS485).lines, 10U);
-  EXPECT_EQ(SizeOfMeterTable(RS232).meters, 10U);
-  EXPECT_EQ(SizeOfMeterTable(RS232).lines, 1U);
-  EXPECT_EQ(SizeOfMeterTable(SNMP).meters, 10U);
-  EXPECT_EQ(SizeOfMeterTable(SNMP).lines, 1U);
+  EXPECT_EQ(kKinds[RS485].meters, 100U);
+  EXPECT_EQ(kKinds[RS485].lines, 10U);
+  EXPECT_EQ(kKinds[RS232].meters, 10U);
+  EXPECT_EQ(kKinds[RS232].lines, 1U);
+  EXPECT_EQ(kKinds[SNMP].meters, 10U);
+  EXPECT_EQ(kKinds[SNMP].lines, 1U);
 }
 
 TEST(Flags, AMetersEntryIsThatOfItsKindsTable) {
-  EXPECT_EQ(&RecordFlags.At(RS485, 99, 9), &RecordFlags.rs485[99][9]);
-  EXPECT_EQ(&RecordFlags.At(RS232, 9, 0), &RecordFlags.rs232[9][0]);
-  EXPECT_EQ(&RecordFlags.At(SNMP, 9, 0), &RecordFlags.snmp[9][0]);
+  EXPECT_EQ(&RecordFlags.At(RS485, 99, 9), &RecordFlags.At(RS485, 99, 9));
+  EXPECT_EQ(&RecordFlags.At(RS232, 9, 0), &RecordFlags.At(RS232, 9, 0));
+  EXPECT_EQ(&RecordFlags.At(SNMP, 9, 0), &RecordFlags.At(SNMP, 9, 0));
 }
 
 void Raise(PeriodicWindow& window) {
@@ -83,27 +83,27 @@ void ExpectZero(const PeriodicWindow& window) {
 }
 
 TEST(ZeroFlags, ClearsTheWindowsOfEverySourceToTheLastMeter) {
-  for (PeriodicWindow* window : {&DBWriteFlags.io[TEMPERATURE], &DBWriteFlags.rs485[99][9],
-                                 &DBWriteFlags.rs232[9][0], &DBWriteFlags.snmp[9][0]}) {
+  for (PeriodicWindow* window : {&DBWriteFlags.At(TEMPERATURE), &DBWriteFlags.At(RS485, 99, 9),
+                                 &DBWriteFlags.At(RS232, 9, 0), &DBWriteFlags.At(SNMP, 9, 0)}) {
     Raise(*window);
   }
   ZeroFlags();
-  for (const PeriodicWindow* window : {&DBWriteFlags.io[TEMPERATURE], &DBWriteFlags.rs485[99][9],
-                                       &DBWriteFlags.rs232[9][0], &DBWriteFlags.snmp[9][0]}) {
+  for (const PeriodicWindow* window : {&DBWriteFlags.At(TEMPERATURE), &DBWriteFlags.At(RS485, 99, 9),
+                                       &DBWriteFlags.At(RS232, 9, 0), &DBWriteFlags.At(SNMP, 9, 0)}) {
     ExpectZero(*window);
   }
 }
 
 TEST(ZeroFlags, ClearsRecordFlagsAndRequests) {
-  RecordFlags.io[DIO] = 1;
-  RecordFlags.rs485[99][9] = 1;
-  DataRequest& request = AppDataReqFlags.rs485[99][9];
+  RecordFlags.At(DIO) = 1;
+  RecordFlags.At(RS485, 99, 9) = 1;
+  DataRequest& request = AppDataReqFlags.At(RS485, 99, 9);
   request.gui8_AppDataReqPublished = 1;
   request.gui8_AppDataReqPending = 1;
   request.gi32_ReqId = 77;
   ZeroFlags();
-  EXPECT_EQ(RecordFlags.io[DIO], 0);
-  EXPECT_EQ(RecordFlags.rs485[99][9], 0);
+  EXPECT_EQ(RecordFlags.At(DIO), 0);
+  EXPECT_EQ(RecordFlags.At(RS485, 99, 9), 0);
   EXPECT_EQ(request.gui8_AppDataReqPublished, 0);
   EXPECT_EQ(request.gui8_AppDataReqPending, 0);
   EXPECT_EQ(request.gi32_ReqId, 0);
@@ -135,19 +135,13 @@ TEST(ZeroFlags, ClearsTheSendFlagsOfEveryKind) {
   }
 }
 
-TEST(ZeroFlags, ClosesTheGateTakesTheWanDownAndForgetsRecoveriesAndCounts) {
+TEST(ZeroFlags, ClosesTheGateTakesTheWanDownAndForgetsCounts) {
   gi32_HTTPThreadSendFlag = 1;
   gui8_WanStatus = 1;
-  for (std::atomic<Recovery>& recovery : gRecordNumberRecovery) {
-    recovery = Recovery::Done;
-  }
   SrcFlags = {1, 2, 3, 4};
   ZeroFlags();
   EXPECT_EQ(gi32_HTTPThreadSendFlag, 0);
   EXPECT_EQ(gui8_WanStatus, 0);
-  for (const std::atomic<Recovery>& recovery : gRecordNumberRecovery) {
-    EXPECT_EQ(recovery, Recovery::Pending);
-  }
   EXPECT_EQ(SrcFlags.gi32_TotalNumEnSrces, 0);
   EXPECT_EQ(SrcFlags.gi32_TotalNumRS485EnSrces, 0);
   EXPECT_EQ(SrcFlags.gi32_TotalNumRS232EnSrces, 0);

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector {
 namespace {

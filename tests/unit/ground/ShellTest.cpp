@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
-#include "app/ground/Shell.h"
-#include "app/ground/Trace.h"
+#include "ground/Shell.h"
+#include "ground/Trace.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 

@@ -7,8 +7,8 @@
 #include <ctime>
 #include <string>
 
-#include "app/ground/GenericFunctions.h"
-#include "app/ground/Trace.h"
+#include "ground/GenericFunctions.h"
+#include "ground/Trace.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 

@@ -8,7 +8,7 @@
 #include <ctime>
 #include <string>
 
-#include "app/ground/GenericFunctions.h"
+#include "ground/GenericFunctions.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -67,6 +67,11 @@ TEST_F(EpochTimeStamp, IsTheSecondsSinceTheEpoch) {
   EXPECT_EQ(WithoutLineNumbers(output.Out()),
             Traced("GetEpochTimeStamp", "Success: Current System TimeStamp = 1700000000\n"));
   EXPECT_EQ(fakeClock.calls, 1);
+}
+
+TEST_F(EpochTimeStamp, GoesOnAfter2038) {
+  GetEpochTimeStamp(buffer_.data(), buffer_.size(), [](std::time_t*) { return std::time_t{2209032000}; });
+  EXPECT_STREQ(buffer_.data(), "2209032000");
 }
 
 TEST_F(EpochTimeStamp, AFailingClockIsAskedThreeMoreTimes) {

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -106,11 +106,25 @@ class Pipe {
     return text;
   }
 
-  // Makes the pipe so full that it takes no more.
-  void Fill() const {
-    const std::string block(static_cast<std::size_t>(Capacity()), 'f');
-    EXPECT_EQ(::write(ends_[1], block.data(), block.size()), Capacity());
+  // Reads until the text has come that ends what is read.
+  std::string ReadUntil(const std::string& end) const {
+    std::string text;
+    std::array<char, 4096> piece;
+    while (!text.ends_with(end)) {
+      const ssize_t got = ::read(ends_[0], piece.data(), piece.size());
+      if (got <= 0) {
+        break;
+      }
+      text.append(piece.data(), static_cast<std::size_t>(got));
+    }
+    return text;
   }
+
+  // Takes out what Fill has put in.
+  void Drain() const { EXPECT_EQ(Read(static_cast<std::size_t>(Capacity())), FullBlock()); }
+
+  // Makes the pipe so full that it takes no more.
+  void Fill() const { EXPECT_EQ(::write(ends_[1], FullBlock().data(), FullBlock().size()), Capacity()); }
   bool IsFull() const {
     int held = 0;
     return ::ioctl(ends_[0], FIONREAD, &held) == 0 && held == Capacity();
@@ -118,6 +132,7 @@ class Pipe {
 
  private:
   int Capacity() const { return ::fcntl(ends_[1], F_GETPIPE_SZ); }
+  std::string FullBlock() const { return std::string(static_cast<std::size_t>(Capacity()), 'f'); }
 
   std::array<int, 2> ends_{-1, -1};
 };
@@ -292,6 +307,112 @@ TEST(TraceOutputs, AnOutputThatFailsIsGivenUpAndTheProgramGoesOn) {
   EXPECT_EQ(output.Out(), "kept");
 }
 
+// One text of a stalled output, larger than the buffer of either stream by far.
+constexpr int kStalledLines = 40000;
+
+void PrintStalledLines(void (*end)()) {
+  for (int line = 0; line < kStalledLines; ++line) {
+    Print("event %d begins\n", line);
+    Print("event %d ends\n", line);
+    end();
+  }
+}
+
+// What a reader finds in the end: whole events from the first one, the gap, and what came after it.
+void ExpectOneGap(const std::string& text, const std::string& missing, int linesOfAnEvent) {
+  std::string expected;
+  int kept = 0;
+  const auto event = [linesOfAnEvent](int line) {
+    const std::string name = "event " + std::to_string(line);
+    return linesOfAnEvent == 2 ? name + " begins\n" + name + " ends\n" : name + "\n";
+  };
+  for (std::string next = event(0); text.compare(expected.size(), next.size(), next) == 0;
+       next = event(kept)) {
+    expected += next;
+    ++kept;
+  }
+  EXPECT_GT(kept, 0);
+  EXPECT_LT(kept, kStalledLines);
+  expected += std::to_string((kStalledLines - kept) * linesOfAnEvent) + missing + "after the gap\n";
+  EXPECT_EQ(text.size(), expected.size());
+  EXPECT_EQ(text.substr(text.size() - std::min<std::size_t>(text.size(), 200)),
+            expected.substr(expected.size() - std::min<std::size_t>(expected.size(), 200)));
+}
+
+TEST(TraceStall, AnOutputThatNobodyReadsCostsOneSecondAndWholeEvents) {
+  const Pipe pipe;
+  FlushTrace();
+  pipe.Fill();
+  Redirection out(STDOUT_FILENO, pipe.Writer());
+  const auto start = std::chrono::steady_clock::now();
+  PrintStalledLines(FlushTrace);
+  const auto taken = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(taken, std::chrono::seconds(1));
+  EXPECT_LT(taken, kPatience);
+  pipe.Drain();
+  std::string text;
+  std::thread reader([&] { text = pipe.ReadUntil("after the gap\n"); });
+  FlushTrace();
+  PrintLine("after the gap");
+  FlushTrace();
+  reader.join();
+  out.End();
+  ExpectOneGap(text, " lines of the trace are missing\n", 2);
+}
+
+TEST(TraceStall, ALineIsMadeForWhatIsMissingWhereTheTextBeforeHasNoEnd) {
+  const Pipe pipe;
+  FlushTrace();
+  pipe.Fill();
+  Redirection out(STDOUT_FILENO, pipe.Writer());
+  PrintText("no line end");
+  FlushTrace();
+  PrintText(NumberedLines(200000) + "more");
+  FlushTrace();
+  pipe.Drain();
+  const std::size_t lines = CountOf("\n", NumberedLines(200000));
+  FlushTrace();
+  const std::string expected = "no line end\n" + std::to_string(lines) + " lines of the trace are missing\n";
+  EXPECT_EQ(pipe.Read(expected.size()), expected);
+  out.End();
+}
+
+TEST(TraceStall, AStallWithinTheBufferLosesNothing) {
+  const Pipe pipe;
+  FlushTrace();
+  pipe.Fill();
+  Redirection out(STDOUT_FILENO, pipe.Writer());
+  const std::string text = NumberedLines(60000);
+  PrintText(text);
+  FlushTrace();
+  const auto start = std::chrono::steady_clock::now();
+  FlushTrace();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+  pipe.Drain();
+  PrintText("after");
+  FlushTrace();
+  EXPECT_EQ(pipe.Read(text.size() + 5), text + "after");
+  out.End();
+}
+
+TEST(TraceStall, StandardErrorThatNobodyReadsDoesNotHoldUpEither) {
+  const Pipe pipe;
+  FlushTrace();
+  pipe.Fill();
+  Redirection err(STDERR_FILENO, pipe.Writer());
+  for (int line = 0; line < kStalledLines; ++line) {
+    PrintError("event %d\n", line);
+  }
+  pipe.Drain();
+  std::string text;
+  std::thread reader([&] { text = pipe.ReadUntil("after the gap\n"); });
+  FlushTrace();
+  PrintError("after the gap\n");
+  reader.join();
+  err.End();
+  ExpectOneGap(text, " lines of standard error are missing\n", 1);
+}
+
 // The thread that ends the process has a second for everything: it must not wait for a reader.
 TEST(TraceDeadline, AnUnreadPipeDoesNotHoldUpAThreadBeyondItsDeadline) {
   const Pipe pipe;
@@ -322,6 +443,7 @@ TEST(TraceDeadline, AThreadThatHangsInItsOutputDoesNotHoldUpAnother) {
   std::atomic<bool> written = false;
   std::thread hanging([&] {
     PrintText(text);
+    FlushTrace();
     written = true;
   });
   EXPECT_TRUE(WaitUntil([&pipe] { return pipe.IsFull(); }));

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string>
 
-#include "app/ground/CodePlace.h"
-#include "app/ground/GenericFunctions.h"
+#include "ground/CodePlace.h"
+#include "ground/GenericFunctions.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -111,7 +111,7 @@ TEST(StringArgumentCountTest, CountsTheCharactersBeforeTheFirstSeparator) {
 }
 
 TEST(CodePlaceTest, NamesTheFileWithoutItsFolders) {
-  EXPECT_STREQ(SourceFileName({"src/app/ground/Trace.cpp", 1}), "Trace.cpp");
+  EXPECT_STREQ(SourceFileName({"src/ground/Trace.cpp", 1}), "Trace.cpp");
   EXPECT_STREQ(SourceFileName({"Trace.cpp", 1}), "Trace.cpp");
 }
 

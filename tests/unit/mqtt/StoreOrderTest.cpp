@@ -17,14 +17,14 @@
 #include <string>
 #include <vector>
 
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
-#include "mqtt/ClientConfig.h"
-#include "mqtt/Confirmations.h"
-#include "mqtt/HandOver.h"
-#include "mqtt/InboundMessage.h"
-#include "mqtt/Ingestion.h"
-#include "mqtt/MeterIngestion.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
+#include "mqtt/client/ClientConfig.h"
+#include "mqtt/inbound/Confirmations.h"
+#include "mqtt/inbound/InboundMessage.h"
+#include "mqtt/inbound/Ingestion.h"
+#include "mqtt/inbound/MeterIngestion.h"
+#include "mqtt/outbound/HandOver.h"
 #include "support/CaptureOutput.h"
 #include "support/ExampleGateway.h"
 #include "support/Texts.h"
@@ -32,22 +32,21 @@
 namespace {
 
 // Where the stepping begins, in the process that is stepped through.
-bool stopBehindClose = false;  // of the next database
-int stopAtLocalTime = 0;       // at which of the next calls; 0: none
+bool stopAtChangedRows = false;  // where they are asked for next
+int stopAtLocalTime = 0;         // at which of the next calls; 0: none
 
 }  // namespace
 
 // These stand in front of the library's and the system's own in this program.
 extern "C" {
 
-int sqlite3_close(sqlite3* database) {
-  using Close = int (*)(sqlite3*);
-  const int result = reinterpret_cast<Close>(::dlsym(RTLD_NEXT, "sqlite3_close"))(database);
-  if (stopBehindClose) {
-    stopBehindClose = false;
+int sqlite3_changes(sqlite3* database) {
+  using Changes = int (*)(sqlite3*);
+  if (stopAtChangedRows) {
+    stopAtChangedRows = false;
     ::raise(SIGSTOP);
   }
-  return result;
+  return reinterpret_cast<Changes>(::dlsym(RTLD_NEXT, "sqlite3_changes"))(database);
 }
 
 std::tm* localtime_r(const std::time_t* seconds, std::tm* local) noexcept {
@@ -223,6 +222,7 @@ constexpr std::array<std::size_t, kSourceKinds> kConfirmationEntries = {10, 11, 
 
 TEST_P(StoreOrder, AConfirmationReleasesInTheOrderThatTheForwardingThreadReliesOn) {
   MakeTable(kind_);
+  AddRow(kind_, 5, "0", "time");
   flags_.gui8_NoDCDBRecordsToPublish = 1;
   std::vector<Watched> watched = {Watch("release time", flags_.gf64_SendDCDBRecordFlagSetTime),
                                   Watch("send", flags_.gui8_SendDCDBRecordFlags),
@@ -235,7 +235,7 @@ TEST_P(StoreOrder, AConfirmationReleasesInTheOrderThatTheForwardingThreadReliesO
   }
   EXPECT_EQ(OrderOf(
                 [this] {
-                  stopBehindClose = true;
+                  stopAtChangedRows = true;
                   ApplyConfirmation({SubscribeTopic(kConfirmationEntries[kind_]), "X,time,5,1,time"});
                 },
                 watched),
@@ -246,11 +246,11 @@ TEST_P(StoreOrder, AConfirmationReleasesInTheOrderThatTheForwardingThreadReliesO
 constexpr std::array<std::size_t, kSourceKinds> kRecordEntries = {0, 1, 6, 4, 7, 9};
 
 TEST_P(StoreOrder, APeriodIsWrittenBeforeItsWindowsAreClosed) {
-  PeriodicWindow& window = kind_ < RS485 ? DBWriteFlags.io[kind_] : DBWriteFlags.At(kind_, 0, 0);
+  PeriodicWindow& window = kind_ < RS485 ? DBWriteFlags.At(kind_) : DBWriteFlags.At(kind_, 0, 0);
   window.gui8_WriteRecordsWithinPeriodicMinute = 1;
   window.gui8_WriteRecordsAfterPeriodicMinute = 1;
   gi32_HTTPThreadSendFlag = 1;
-  ByteFlag& received = kind_ < RS485 ? RecordFlags.io[kind_] : RecordFlags.At(kind_, 0, 0);
+  ByteFlag& received = kind_ < RS485 ? RecordFlags.At(kind_) : RecordFlags.At(kind_, 0, 0);
   EXPECT_EQ(
       OrderOf(
           [this] {

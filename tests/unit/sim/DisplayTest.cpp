@@ -10,7 +10,7 @@
 
 #include "Display.h"
 #include "Ledger.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

@@ -6,7 +6,7 @@
 #include "HttpSendApp.h"
 #include "Ledger.h"
 #include "Options.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

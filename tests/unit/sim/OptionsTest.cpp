@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Options.h"
-#include "app/ground/SourceKind.h"
+#include "ground/SourceKind.h"
 
 namespace datacollector::sim {
 namespace {

@@ -7,7 +7,7 @@
 #include "Ledger.h"
 #include "Options.h"
 #include "SourceApps.h"
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 namespace {

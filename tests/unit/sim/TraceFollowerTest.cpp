@@ -9,7 +9,7 @@
 
 #include "Ledger.h"
 #include "TraceFollower.h"
-#include "app/ground/SourceKind.h"
+#include "ground/KindShape.h"
 
 namespace datacollector::sim {
 namespace {

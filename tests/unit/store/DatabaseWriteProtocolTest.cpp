@@ -239,9 +239,9 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PackingTest, ::testing::ValuesIn(kAllKinds), Kin
 class StoredSlotTest : public StoreTest {};
 
 TEST_F(StoredSlotTest, Rs485TakesLinesOneAndTwoAndCountsMetersFromZero) {
-  auto& slots = Main().DataCollectorDBData.i8_RS485Record;
-  slots[RS485Line1][99].Assign("11");
-  slots[RS485Line2][0].Assign("22");
+  auto& slots = Main().DataCollectorDBData.i8_MeterRecord;
+  slots.At(RS485, 99, RS485Line1).Assign("11");
+  slots.At(RS485, 0, RS485Line2).Assign("22");
   RecordText text{};
   Silently([&] {
     PackRS485DBWriteRecord(Main(), text, {.line = RS485Line1, .meter = 99});
@@ -256,8 +256,8 @@ TEST_F(StoredSlotTest, Rs485TakesLinesOneAndTwoAndCountsMetersFromZero) {
 }
 
 TEST_F(StoredSlotTest, SnmpCountsDevicesFromOneUnlikeTheMeters) {
-  Main().DataCollectorDBData.i8_SNMPLine1Record[9].Assign("10");
-  Main().DataCollectorDBData.i8_RS232Line1Record[9].Assign("9");
+  Main().DataCollectorDBData.i8_MeterRecord.At(SNMP, 9).Assign("10");
+  Main().DataCollectorDBData.i8_MeterRecord.At(RS232, 9).Assign("9");
   RecordText text{};
   Silently([&] {
     PackSNMPDBWriteRecord(Main(), text, {.meter = 10, .siteId = "S", .deviceId = "D"});
@@ -304,6 +304,11 @@ TEST_F(ConvertTest, ALocalTimeBecomesSecondsSinceTheEpoch) {
   EXPECT_EQ(text_, kReadTime);
   EXPECT_EQ(outcome.out, Traced("DatabaseWriteProtocol.cpp", "ConvertHtimeToSecSinceEpoch",
                                 "crosscheck time after conversion: 2026-11-20 10:00:05\n"));
+}
+
+TEST_F(ConvertTest, ATimeBeyond32BitsOfSecondsIsATime) {
+  EXPECT_EQ(Convert("\"2040-01-01 12:00:00\"").result, 0);
+  EXPECT_NEAR(std::stod(seconds_), 2209032000.0, 86400.0);  // whatever the time zone
 }
 
 TEST_F(ConvertTest, AMissingPieceIsAFailure) {

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,55 +29,49 @@ extern "C" int usleep(useconds_t microseconds) {
 namespace datacollector {
 namespace {
 
-const char* StatementFor(LockHolder::Lock lock) {
+const char* StatementsFor(LockHolder::Lock lock) {
   switch (lock) {
     case LockHolder::Lock::Shared:
-      return "BEGIN; SELECT COUNT(*) FROM sqlite_master";
+      return "BEGIN; SELECT 'held' FROM (SELECT COUNT(*) FROM sqlite_master);\n";
     case LockHolder::Lock::Reserved:
-      return "BEGIN IMMEDIATE";
+      return "BEGIN IMMEDIATE; SELECT 'held';\n";
     default:
-      return "BEGIN EXCLUSIVE";
+      return "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; SELECT 'held';\n";
   }
-}
-
-[[noreturn]] void HoldInChild(const char* path, LockHolder::Lock lock, int release, int held) {
-  sqlite3* handle = nullptr;
-  const bool locked = sqlite3_open_v2(path, &handle, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
-                      sqlite3_exec(handle, StatementFor(lock), nullptr, nullptr, nullptr) == SQLITE_OK;
-  const char answer = locked ? 'y' : 'n';
-  if (::write(held, &answer, 1) != 1) {
-    ::_exit(1);
-  }
-  pollfd wish{release, POLLIN, 0};
-  ::poll(&wish, 1, -1);
-  sqlite3_close(handle);
-  ::_exit(0);
 }
 
 }  // namespace
 
+// The sqlite3 tool, because a forked child would share SQLite's knowledge of this process's own locks.
 LockHolder::LockHolder(const std::string& path, Lock lock) {
-  std::array<int, 2> release{};
-  std::array<int, 2> held{};
-  EXPECT_EQ(::pipe2(release.data(), O_CLOEXEC), 0);
-  EXPECT_EQ(::pipe2(held.data(), O_CLOEXEC), 0);
+  std::array<int, 2> statements{};
+  std::array<int, 2> answers{};
+  EXPECT_EQ(::pipe2(statements.data(), O_CLOEXEC), 0);
+  EXPECT_EQ(::pipe2(answers.data(), O_CLOEXEC), 0);
   child_ = ::fork();
   if (child_ == 0) {
-    ::close(release[1]);
-    HoldInChild(path.c_str(), lock, release[0], held[1]);
+    ::dup2(statements[0], STDIN_FILENO);
+    ::dup2(answers[1], STDOUT_FILENO);
+    ::execlp("sqlite3", "sqlite3", "-batch", "-bail", "-init", "/dev/null", path.c_str(), nullptr);
+    ::_exit(1);
   }
-  ::close(release[0]);
-  ::close(held[1]);
-  release_ = release[1];
-  char answer = 'n';
-  EXPECT_EQ(::read(held[0], &answer, 1), 1);
-  EXPECT_EQ(answer, 'y') << "no lock on " << path;
-  ::close(held[0]);
+  ::close(statements[0]);
+  ::close(answers[1]);
+  statements_ = statements[1];
+  const std::string text = StatementsFor(lock);
+  EXPECT_EQ(::write(statements_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  std::string answer;
+  for (char character = 0;
+       answer.find("held\n") == std::string::npos && ::read(answers[0], &character, 1) == 1;) {
+    answer += character;
+  }
+  EXPECT_NE(answer.find("held\n"), std::string::npos) << "no lock on " << path;
+  ::close(answers[0]);
 }
 
 void LockHolder::Release() {
   if (child_ > 0) {
-    ::close(release_);
+    ::close(statements_);
     ::waitpid(child_, nullptr, 0);
     child_ = -1;
   }

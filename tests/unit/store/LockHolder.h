@@ -11,9 +11,9 @@ namespace datacollector {
 class LockHolder {
  public:
   enum class Lock {
-    Shared,    // a reader: others can read and prepare, but not commit
+    Shared,    // a reader that stays at what it has seen
     Reserved,  // a writer before its commit: others can read
-    Exclusive  // a writer in its commit: nobody else can do anything
+    Exclusive  // nobody else can do anything; nobody else may have the database open
   };
 
   LockHolder(const std::string& path, Lock lock);
@@ -31,7 +31,7 @@ class LockHolder {
 
  private:
   pid_t child_ = -1;
-  int release_ = -1;  // closing it makes the child let go
+  int statements_ = -1;  // closing it ends the child
 };
 
 }  // namespace datacollector

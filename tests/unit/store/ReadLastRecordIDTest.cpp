@@ -1,7 +1,10 @@
 // Recovery of the last record number, and the records that wait for it.
 
+#include <pthread.h>
+
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -15,12 +18,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Ends the sleep of a thread, which a signal does, as soon as it sleeps; returns when `sleeping` is over.
+void Wake(std::thread& thread, const std::atomic<bool>& sleeping) {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  ::sigaction(SIGUSR1, &action, nullptr);
+  WaitUntil([&] {
+    ::pthread_kill(thread.native_handle(), SIGUSR1);
+    return !sleeping;
+  });
+}
+
 class RecoveryTest : public KindTest {
  protected:
   RecoveryTest() : function_("ReadLast" + (kind_ == AIO ? "AIO" : word_) + "RecordID") {
     Config(kind_).ui16_MaxDatabaseAccessRetry = 2;
     Config(kind_).i32_DatabaseAccessWaitInterval = 0;
-    gRecordNumberRecovery[kind_] = Recovery::Pending;
+    ForgetStore();
   }
 
   Outcome Recover() {
@@ -42,12 +56,11 @@ TEST_P(RecoveryTest, AnEmptyTableGives0) {
                                     "'\nReturning SUCCESS from function 'ReadLastRecordID'\n"));
   EXPECT_EQ(outcome.err + outcome.log, "");
   EXPECT_EQ(Number(kind_), 0);
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Done);
+  EXPECT_TRUE(IsRecovered(kind_));
 }
 
 TEST_P(RecoveryTest, TheLastInsertedRowCountsNotTheHighestNumber) {
   MakeTable(kind_);
-  gRecordNumberRecovery[kind_] = Recovery::Done;
   Config(kind_).ui16_MAXRecords = 3;
   Store(kind_, 5);
   Number(kind_) = 0;
@@ -63,7 +76,6 @@ TEST_P(RecoveryTest, TheLastInsertedRowCountsNotTheHighestNumber) {
 
 TEST_P(RecoveryTest, ARowWithoutTheRecordNumberColumnGives0) {
   MakeTable(kind_);
-  gRecordNumberRecovery[kind_] = Recovery::Done;
   Store(kind_, 2);
   Config(kind_).i8_RecordNumber.Assign("recordnumber");  // the case counts
   const Outcome outcome = Recover();
@@ -99,12 +111,11 @@ TEST_P(RecoveryTest, ADatabaseThatCantBeOpenedLeavesTheNumber) {
             "Can't Connect to database '" + Path(kind_) + "'\nError message: unable to open database file\n");
   EXPECT_EQ(outcome.log, "");
   EXPECT_EQ(Number(kind_), 17);
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::NoTable);
+  EXPECT_FALSE(IsRecovered(kind_));
 }
 
 TEST_P(RecoveryTest, AMissingTableFailsAfterTheAttempts) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
+  MakeDatabaseWithoutTable(kind_);
   Number(kind_) = 17;
   const Outcome outcome = Recover();
   const std::string reason = "no such table: " + Table(kind_);
@@ -123,8 +134,7 @@ TEST_P(RecoveryTest, AMissingTableFailsAfterTheAttempts) {
 }
 
 TEST_P(RecoveryTest, OnlyRs485WaitsInMilliseconds) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
+  MakeDatabaseWithoutTable(kind_);
   Config(kind_).i32_DatabaseAccessWaitInterval = 1;
   const auto start = std::chrono::steady_clock::now();
   Recover();
@@ -133,61 +143,66 @@ TEST_P(RecoveryTest, OnlyRs485WaitsInMilliseconds) {
 
 TEST_P(RecoveryTest, OnlyItsOwnKindIsAnnounced) {
   MakeTable(kind_);
-  for (const SourceKind kind : kAllKinds) {
-    gRecordNumberRecovery[kind] = Recovery::Pending;
-  }
   Recover();
   for (const SourceKind kind : kAllKinds) {
-    EXPECT_EQ(gRecordNumberRecovery[kind], kind == kind_ ? Recovery::Done : Recovery::Pending);
+    EXPECT_EQ(IsRecovered(kind), kind == kind_);
   }
 }
 
-TEST_P(RecoveryTest, ARecordWaitsForTheRecoveryBeforeItIsNumbered) {
+TEST_P(RecoveryTest, ARecordThatIsQuickerMakesTheRecoveryItself) {
   MakeTable(kind_);
   Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
-  CapturedOutput output;
-  std::atomic<int> result = 1;
-  std::thread network([&] { result = Write(kind_); });
-  EXPECT_TRUE(WaitUntil(
-      [&] { return output.OutSoFar().find("Write" + word_ + "DCDBRecords:START") != std::string::npos; }));
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(ReadLast(kind_), 0);
-  network.join();
-  output.Out();
-  EXPECT_EQ(result, 0);
+  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
+  EXPECT_EQ(outcome.result, 0);
+  EXPECT_NE(outcome.out.find("<" + function_ + ">\nConnection to database"), std::string::npos);
   EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
+  // The one at start runs all the same, and finds the newest number.
+  Number(kind_) = 0;
+  EXPECT_EQ(CountOf("Read last Record number '42'", Recover().out), 1U);
+  EXPECT_EQ(Number(kind_), 42);
 }
 
-// An interval that is meant as milliseconds is minutes at start, which the other kinds' records would wait
-// too.
-TEST_P(RecoveryTest, ARecordThatWaitsForAMissingTableEndsThePausesAtStart) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
-  Config(kind_).i32_DatabaseAccessWaitInterval = 1000;
+// An interval that is meant as milliseconds is minutes at start.
+TEST_P(RecoveryTest, APauseAtStartHoldsUpNoRecord) {
+  MakeTable(kind_);
+  CloseConnection(kind_);
+  Config(kind_).i32_DatabaseAccessWaitInterval = kind_ == RS485 ? 20'000 : 20;
   CapturedOutput output;
-  std::thread starting([&] { ReadLast(kind_); });
-  EXPECT_TRUE(WaitUntil([&] { return CountOf("retry after waiting", output.OutSoFar()) == 1; }));
-  EXPECT_EQ(AwaitRecordNumberRecovery(Main(), kind_, WaitUnit::Milliseconds), Recovery::NoTable);
+  std::atomic<bool> paused = true;
+  std::thread starting;
+  {
+    const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
+    starting = std::thread([&] {
+      ReadLast(kind_);
+      paused = false;
+    });
+    EXPECT_TRUE(WaitUntil([&] { return CountOf("retry after waiting", output.OutSoFar()) == 1; }));
+  }
+  EXPECT_EQ(Write(kind_), 0);
+  EXPECT_TRUE(paused);
+  Wake(starting, paused);
   starting.join();
-  EXPECT_EQ(CountOf(function_ + ":START", output.Out()), 2U);
+  output.Out();
+  EXPECT_EQ(Numbers(kind_), std::vector{1});
+  EXPECT_EQ(Number(kind_), 1);
 }
 
 TEST_P(RecoveryTest, AFailedRecoveryIsRepeatedBeforeARecordIsNumbered) {
   MakeTable(kind_);
   Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
-  gRecordNumberRecovery[kind_] = Recovery::Failed;
-  const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
-  EXPECT_EQ(outcome.result, 0);
-  EXPECT_NE(outcome.out.find("<" + function_ + ">\nConnection to database"), std::string::npos);
-  EXPECT_EQ(Numbers(kind_), (std::vector{41, 42}));
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Done);
-  EXPECT_EQ(Silently([&] { return Write(kind_); }), 0);
+  CloseConnection(kind_);
+  {
+    const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
+    EXPECT_EQ(Recover().result, -1);
+    EXPECT_FALSE(IsRecovered(kind_));
+  }
+  Store(kind_, 2);
   EXPECT_EQ(Numbers(kind_), (std::vector{41, 42, 43}));
 }
 
-TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryStillFails) {
+TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryFails) {
   MakeTable(kind_);
-  gRecordNumberRecovery[kind_] = Recovery::Failed;
+  CloseConnection(kind_);
   const std::string writer = "Write" + word_ + "DCDBRecords";
   Outcome outcome;
   {
@@ -195,18 +210,20 @@ TEST_P(RecoveryTest, ARecordIsRefusedWhileTheRecoveryStillFails) {
     outcome = Observe([&] { return Write(kind_); }, {writer});
   }
   EXPECT_EQ(outcome.result, -1);
-  EXPECT_EQ(outcome.out, Traced("WriteRecord.cpp", writer,
-                                (IsMeterKind(kind_) ? "<GetTimeStamp>\n" : "") + std::string("<") +
-                                    function_ + ">\nReturning FAILURE from function '" + writer + "'\n"));
+  EXPECT_EQ(outcome.out,
+            Traced("WriteRecord.cpp", writer,
+                   (IsMeterKind(kind_) ? "<GetTimeStamp>\n" : "") + std::string("<") + function_ + ">\n" +
+                       kLogTrace + "Returning FAILURE from function '" + writer + "'\n"));
+  EXPECT_EQ(outcome.log, "T: " + std::string(kKindIndexWord[kind_]) + " record lost: database is locked\n");
   EXPECT_EQ(Number(kind_), 0);
   EXPECT_TRUE(Numbers(kind_).empty());
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::Failed);
+  EXPECT_FALSE(IsRecovered(kind_));
 }
 
 // A record must not keep the network thread for as long as the start may wait.
-TEST_P(RecoveryTest, ARepeatedRecoveryWaitsInTheUnitOfTheWriter) {
+TEST_P(RecoveryTest, ARecordsRecoveryWaitsInTheUnitOfTheWriter) {
   MakeTable(kind_);
-  gRecordNumberRecovery[kind_] = Recovery::Failed;
+  CloseConnection(kind_);
   Config(kind_).i32_DatabaseAccessWaitInterval = 1;
   const LockHolder holder(Path(kind_), LockHolder::Lock::Exclusive);
   const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords", function_});
@@ -216,9 +233,7 @@ TEST_P(RecoveryTest, ARepeatedRecoveryWaitsInTheUnitOfTheWriter) {
 
 // Nothing can be numbered over: the record fails with the words of its own statements.
 TEST_P(RecoveryTest, WithoutATableARecordFailsAtItsOwnStatements) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
-  gRecordNumberRecovery[kind_] = Recovery::NoTable;
+  MakeDatabaseWithoutTable(kind_);
   const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
   EXPECT_EQ(outcome.result, -1);
   EXPECT_EQ(CountOf("can not get total number of records from table '" + Table(kind_) +
@@ -226,14 +241,13 @@ TEST_P(RecoveryTest, WithoutATableARecordFailsAtItsOwnStatements) {
                     outcome.out),
             2U);
   EXPECT_NE(outcome.out.find("DECREMENTED RECORD NUMBER: 0\n"), std::string::npos);
-  EXPECT_EQ(outcome.log.find("no such table") != std::string::npos, IsMeterKind(kind_)) << outcome.log;
+  EXPECT_EQ(outcome.log.find("T: no such table\n") != std::string::npos, IsMeterKind(kind_)) << outcome.log;
   EXPECT_EQ(Number(kind_), 0);
-  EXPECT_EQ(gRecordNumberRecovery[kind_], Recovery::NoTable);
+  EXPECT_FALSE(IsRecovered(kind_));
 }
 
 TEST_P(RecoveryTest, WithoutADatabaseARecordFailsWhenItOpensIt) {
   fs::remove_all("/vorl/disk/AppData/K740");
-  gRecordNumberRecovery[kind_] = Recovery::NoTable;
   const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
   EXPECT_EQ(outcome.result, -1);
   EXPECT_EQ(CountOf("Can't Connect to database '" + Path(kind_) + "'\n", outcome.err), 2U) << outcome.err;
@@ -243,8 +257,7 @@ TEST_P(RecoveryTest, WithoutADatabaseARecordFailsWhenItOpensIt) {
 }
 
 TEST_P(RecoveryTest, ATableThatIsMadeAfterAFailedRecoveryStartsAt1) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
+  MakeDatabaseWithoutTable(kind_);
   EXPECT_EQ(Silently([&] { return ReadLast(kind_); }), -1);
   fs::remove(Path(kind_));
   MakeTable(kind_);
@@ -255,6 +268,7 @@ TEST_P(RecoveryTest, ATableThatIsMadeAfterAFailedRecoveryStartsAt1) {
 // The second call of the script brings back a table with rows, between a recovery that failed and the count.
 TEST_P(RecoveryTest, ATableThatComesBackWithRowsIsNotNumberedFrom1) {
   MakeTable(kind_);
+  CloseConnection(kind_);  // so that nothing stays in the log
   Execute(Path(kind_), "INSERT INTO " + Table(kind_) + " (RecordNumber) VALUES (41)");
   fs::copy_file(Path(kind_), "/tmp/table-to-come", fs::copy_options::overwrite_existing);
   fs::remove_all("/tmp/away");
@@ -263,7 +277,6 @@ TEST_P(RecoveryTest, ATableThatComesBackWithRowsIsNotNumberedFrom1) {
   const StandIn script(kTableScript,
                        "#!/bin/sh\nif [ -e /tmp/called ]; then mkdir /tmp/away; mv /tmp/table-to-come "
                        "/tmp/away/Records.db; fi\n>/tmp/called\n");
-  gRecordNumberRecovery[kind_] = Recovery::NoTable;
   const Outcome outcome = Observe([&] { return Write(kind_); }, {"Write" + word_ + "DCDBRecords"});
   EXPECT_EQ(outcome.result, -1);
   EXPECT_NE(outcome.err.find("The table '" + Table(kind_) + "' has come back with rows"), std::string::npos)

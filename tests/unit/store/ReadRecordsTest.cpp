@@ -266,8 +266,7 @@ TEST_P(ReadTest, ADatabaseThatCantBeOpenedIsNoRecordForAioAndAFailureForAllOther
 }
 
 TEST_P(ReadTest, AMissingTableFailsAfterTheAttempts) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
+  MakeDatabaseWithoutTable(kind_);
   const Outcome outcome = ReadOne();
   const std::string failure = "can not read the record from table " + Table(kind_) +
                               "\nError Message:no such table: " + Table(kind_) + "\n";
@@ -285,8 +284,7 @@ TEST_P(ReadTest, AMissingTableFailsAfterTheAttempts) {
 }
 
 TEST_P(ReadTest, OneAttemptHasNoWait) {
-  fs::create_directories(kDatabaseDirectory);
-  WriteFile(Path(kind_), "");
+  MakeDatabaseWithoutTable(kind_);
   Params(kind_).ui16_MaxReadTry = 0;
   const Outcome outcome = ReadOne();
   EXPECT_EQ(CountOf("can not read the record from table", outcome.out), 1U);
@@ -295,6 +293,7 @@ TEST_P(ReadTest, OneAttemptHasNoWait) {
 
 TEST_P(ReadTest, ALockedDatabaseIsAFailureAndAPreparedCommitIsNot) {
   MakeRows(1);
+  CloseConnection(kind_);
   {
     const LockHolder writer(Path(kind_), LockHolder::Lock::Exclusive);
     const Outcome outcome = ReadOne();

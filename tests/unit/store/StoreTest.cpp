@@ -9,8 +9,10 @@
 #include <filesystem>
 
 #include "config/LibConfigRead.h"
+#include "ground/Notices.h"
 #include "store/CreateDB.h"
 #include "store/ReadLastRecordID.h"
+#include "store/StoreAccess.h"
 #include "store/UpdateRecord.h"
 #include "store/WriteRecord.h"
 
@@ -26,6 +28,25 @@ int CollectRow(void* context, int columns, char** values, char** /*names*/) {
     row.emplace_back(values[column] == nullptr ? "NULL" : values[column]);
   }
   return 0;
+}
+
+// The monotonic clock at the start of the machine.
+int AtZero(clockid_t /*clock*/, timespec* now) {
+  *now = {};
+  return 0;
+}
+
+// The next notice of each kind follows at once.
+void ForgetNotices() {
+  Silently([] {
+    for (const SourceKind kind : kAllKinds) {
+      ReportLostRecord(kind, "", AtZero);
+      ReportMisfitConfirmation(kind, 0, "", AtZero);
+      ReportEvictedRecords(kind, 0, AtZero);
+    }
+    FlushAllNotices(AtZero);
+    return 0;
+  });
 }
 
 Rows Run(const std::string& path, const std::string& statements) {
@@ -100,16 +121,18 @@ StoreTest::StoreTest() {
   fs::remove_all("/vorl/disk/AppData/K740");
   fs::create_directories("/vorl/disk/AppData/K740");
   fs::create_directories(kLogDirectory);
-  fs::copy(std::string(DATACOLLECTOR_SOURCE_DIR) + "/etc/Config/root", "/root",
+  fs::copy(std::string(DATACOLLECTOR_SOURCE_DIR) + "/gateway/Config/root", "/root",
            fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   std::memset(&gMainState, 0, sizeof gMainState);
   ZeroFlags();
   Silently([] { return ReadConfig(gMainState); });
   for (const SourceKind kind : kAllKinds) {
-    gRecordNumberRecovery[kind] = Recovery::Done;
     Receive(kind, ExampleData(kind));
     gMainState.DataCollectorDBData.i8_ReadTimeStamp[kind].Assign(kReadTime);
   }
+  ForgetStore();
+  SetAllRecovered();
+  ForgetNotices();
   gMainState.i32_ParsedReqId.fill(7);
   gMainState.PublishTimeStamps = {};
   fs::remove(kLogFile);
@@ -130,23 +153,51 @@ void StoreTest::TearDown() {
 void StoreTest::MakeTable(SourceKind kind) {
   fs::create_directories(kDatabaseDirectory);
   Silently([&] {
-    CreatorOf(kind)(Path(kind).c_str());
-    return 0;
+    const std::string path = Path(kind);
+    CreateDatabase(kind, path.c_str());
+    return StoreAccess(kind, path.c_str()).OpenOnce();
   });
   ASSERT_TRUE(fs::exists(Path(kind)));
+}
+
+void StoreTest::MakeDatabaseWithoutTable(SourceKind kind) {
+  fs::create_directories(kDatabaseDirectory);
+  const std::string path = Path(kind);
+  WriteFile(path, "");
+  Execute(path, "CREATE TABLE other_table (a TEXT)");
+  Silently([&] { return StoreAccess(kind, path.c_str()).OpenOnce(); });
+}
+
+void StoreTest::ForgetStore() { ResetStore(); }
+
+void StoreTest::SetAllRecovered() {
+  for (const SourceKind kind : kAllKinds) {
+    const std::string path = Path(kind);
+    StoreAccess(kind, path.c_str()).SetRecovered();
+  }
+}
+
+bool StoreTest::IsRecovered(SourceKind kind) {
+  const std::string path = Path(kind);
+  return StoreAccess(kind, path.c_str()).IsRecovered();
+}
+
+void StoreTest::CloseConnection(SourceKind kind) {
+  const std::string path = Path(kind);
+  StoreAccess(kind, path.c_str()).Close();
 }
 
 void StoreTest::Receive(SourceKind kind, const std::string& data) {
   DataCollectorDBData& buffers = gMainState.DataCollectorDBData;
   switch (kind) {
     case RS485:
-      buffers.i8_RS485Record[RS485Line1][0].Assign(data);
+      buffers.i8_MeterRecord.At(RS485, 0, RS485Line1).Assign(data);
       break;
     case RS232:
-      buffers.i8_RS232Line1Record[0].Assign(data);
+      buffers.i8_MeterRecord.At(RS232, 0).Assign(data);
       break;
     case SNMP:
-      buffers.i8_SNMPLine1Record[0].Assign(data);
+      buffers.i8_MeterRecord.At(SNMP, 0).Assign(data);
       break;
     default:
       buffers.i8_IoRecord[kind].Assign(data);

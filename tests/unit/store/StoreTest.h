@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "app/ground/Flags.h"
-#include "app/ground/MainState.h"
+#include "ground/Flags.h"
+#include "ground/MainState.h"
 #include "store/Database.h"
 #include "store/ReadRecords.h"
 #include "support/CaptureOutput.h"
@@ -106,8 +106,18 @@ class StoreTest : public ::testing::Test {
   static std::string Path(SourceKind kind) { return Config(kind).i8_DatabaseName.c_str(); }
   static std::string Table(SourceKind kind) { return Config(kind).i8_TableName.c_str(); }
 
-  // Makes the kind's table with the gateway's script.
+  // Makes the kind's table with the gateway's script, and opens it.
   static void MakeTable(SourceKind kind);
+
+  // Makes the kind's database, with a table of another name, and opens it.
+  static void MakeDatabaseWithoutTable(SourceKind kind);
+
+  // The store as at start, and what a test sees of it. Each test begins with all kinds recovered.
+  static void ForgetStore();
+  static void SetAllRecovered();
+  static bool IsRecovered(SourceKind kind);
+  // Closes the calling thread's connection; the next operation opens anew.
+  static void CloseConnection(SourceKind kind);
 
   // Puts record data where the kind's packer finds that of the first meter of the first line.
   static void Receive(SourceKind kind, const std::string& data);
@@ -131,6 +141,11 @@ class KindTest : public StoreTest, public ::testing::WithParamInterface<SourceKi
 
   const SourceKind kind_;
   const std::string word_;  // in function names
+
+  // The notice of a record that was not stored.
+  std::string Lost(const std::string& reason) const {
+    return std::string(kKindIndexWord[kind_]) + " record lost: " + reason + "\n";
+  }
 };
 
 inline std::string KindName(const ::testing::TestParamInfo<SourceKind>& info) {

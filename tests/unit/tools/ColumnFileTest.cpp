@@ -94,7 +94,7 @@ class ExampleColumnFile : public TableScript {
  protected:
   void ExpectTable(const char* kind, std::size_t columns) {
     config_ = std::string(DATACOLLECTOR_SOURCE_DIR) +
-              "/etc/Config/root/DataCollectorAppComponent/etc/Config/" + kind +
+              "/gateway/Config/root/DataCollectorAppComponent/etc/Config/" + kind +
               "PerDatabaseColumnsConfig.cfg";
     const ScriptResult result = Run(Arguments());
     ASSERT_EQ(result.status, 0) << result.error;

@@ -1,0 +1,7 @@
+#include "ground/Version.h"
+
+namespace datacollector {
+
+const char* const kVersion = DATACOLLECTOR_VERSION;
+
+}  // namespace datacollector
