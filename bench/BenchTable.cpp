@@ -3,24 +3,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "app/ground/Flags.h"
-#include "app/ground/Shell.h"
+#include "Sqlite.h"
 #include "config/DatabaseColumnsConfig.h"
 #include "config/DatabaseConfig.h"
 #include "config/SiteConfig.h"
 #include "config/SourcesConfig.h"
-#include "store/Database.h"
+#include "ground/Shell.h"
+#include "store/StoreAccess.h"
 #include "store/WriteRecord.h"
 
 namespace datacollector::bench {
 namespace {
 
 const std::string kSource = DATACOLLECTOR_SOURCE_DIR;
-const std::string kExample = kSource + "/etc/Config/root/";
+const std::string kExample = kSource + "/gateway/Config/root/";
 const std::string kOwn = kExample + "DataCollectorAppComponent/etc/Config/";
 
 constexpr const char* kIoRecord = R"("<","M417",0,7,99,12.34,56.78,"2026-11-20 10:00:00",0,"0",">")";
@@ -45,11 +44,6 @@ class SilentErrors {
   int real_;
 };
 
-[[noreturn]] void Fail(const std::string& reason) {
-  std::fprintf(stderr, "store_bench: %s\n", reason.c_str());
-  std::exit(1);
-}
-
 std::filesystem::path MakeFolder() {
   const char* place = std::getenv("STORE_BENCH_FOLDER");
   std::string pattern = std::string(place != nullptr ? place : ".") + "/store_bench.XXXXXX";
@@ -63,7 +57,7 @@ void StoreOneRecord(DataCollectorMainStructure& main, SourceKind kind) {
   DataCollectorDBData& data = main.DataCollectorDBData;
   int result = 0;
   if (kind == RS485) {
-    data.i8_RS485Record[RS485Line1][0].Assign(kRs485Record);
+    data.i8_MeterRecord.At(RS485, 0, RS485Line1).Assign(kRs485Record);
     result = WriteRS485DCDBRecords(main, RS485Line1, 0, 7);
   } else {
     data.i8_IoRecord[AIO].Assign(kIoRecord);
@@ -82,7 +76,8 @@ BenchTable::BenchTable(SourceKind kind, std::size_t rows, Layout layout)
   ZeroMainState(*main_);
   ReadExampleConfiguration();
   CreateTable();
-  gRecordNumberRecovery[kind_] = Recovery::Done;
+  ResetStore();
+  StoreAccess(kind_, Path().c_str()).SetRecovered();
   StoreOneRecord(*main_, kind_);
   Fill();
   ApplyLayout(layout);
@@ -105,16 +100,15 @@ void BenchTable::ReadExampleConfiguration() {
   ReadAll(ReadDataCollectorDBCtrlConfig, "PerDatabaseCtrlConfig.cfg");
   ReadAll(ReadDataCollectorDBCtrlUpdateConfig, "PerDatabaseCtrlConfig.cfg");
   ReadSiteIDCfg(*main_, (kExample + "FixedPacketAppComponent/etc/Config/FixedPacketConfig.cfg").c_str());
-  const std::string path = folder_ / "Bench.db";
-  main_->DataCollectorDBConfig[kind_].i8_DatabaseName.Assign(path);
+  main_->DataCollectorDBConfig[kind_].i8_DatabaseName.Assign(Path());
   main_->DataCollectorDBConfig[kind_].ui16_MAXRecords = static_cast<std::uint16_t>(rows_);
-  main_->DataCollectorDBParams[kind_].i8_DatabaseName.Assign(path);
+  main_->DataCollectorDBParams[kind_].i8_DatabaseName.Assign(Path());
 }
 
 void BenchTable::CreateTable() const {
   const std::string columnFile = kOwn + (kind_ == RS485 ? "RS485" : "AIO") + "PerDatabaseColumnsConfig.cfg";
   const std::string command =
-      kSource + "/tools/DatabaseInterface.sh --command create_table --databasepath '" + folder_.string() +
+      kSource + "/gateway/DatabaseInterface.sh --command create_table --databasepath '" + folder_.string() +
       "' --database Bench.db --table " + main_->DataCollectorDBConfig[kind_].i8_TableName.c_str() +
       " --config '" + columnFile + "'";
   if (RunShellCommand(command.c_str()) != 0) {
@@ -156,12 +150,6 @@ void BenchTable::ApplyLayout(Layout layout) const {
   }
 }
 
-void BenchTable::Execute(const std::string& statement) const {
-  Database database;
-  if (!database.Open(main_->DataCollectorDBConfig[kind_].i8_DatabaseName.c_str()) ||
-      !database.Execute(statement.c_str())) {
-    Fail(statement + ": " + database.ErrorText());
-  }
-}
+void BenchTable::Execute(const std::string& statement) const { Connection(Path()).Run(statement); }
 
 }  // namespace datacollector::bench

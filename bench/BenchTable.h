@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <string>
 
-#include "app/ground/MainState.h"
+#include "ground/MainState.h"
 
 namespace datacollector::bench {
 
@@ -26,6 +27,7 @@ class BenchTable {
   BenchTable& operator=(BenchTable&&) = delete;
 
   DataCollectorMainStructure& Main() { return *main_; }
+  std::string Path() const { return folder_ / "Bench.db"; }
 
  private:
   void ReadExampleConfiguration();

@@ -1,30 +1,50 @@
-// Time, syncs and bytes written per record of the store's three operations, on tables of three sizes.
+// Time, syncs and bytes written per record of the store's operations and of a record's whole life, on tables
+// of three sizes; beside them the same SQL in a bare loop.
 //
 // The databases are made in the folder named by STORE_BENCH_FOLDER, or in the working directory: what a sync
-// costs is a property of the disk. Results go to standard error, because standard output carries the trace.
+// costs is a property of the disk. Results go to what was standard output; the store's trace goes nowhere.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <fstream>
 #include <iostream>
+#include <string>
+#include <string_view>
 
+#include "BareLoop.h"
 #include "BenchTable.h"
 #include "WriteCounter.h"
-#include "app/ground/Trace.h"
+#include "ground/Trace.h"
+#include "store/DatabaseWriteProtocol.h"
 #include "store/ReadRecords.h"
+#include "store/RecordData.h"
+#include "store/StoreAccess.h"
 #include "store/UpdateRecord.h"
 #include "store/WriteRecord.h"
 
 namespace datacollector::bench {
 namespace {
 
-// Nothing is handed over: the tables hold sent records only.
-class NoHandOver : public RecordHandOver {
+// Takes what is handed over, as far as its confirmation needs it.
+class TakenRecord : public RecordHandOver {
  public:
-  void Announce(std::int32_t /*recordNumber*/) override {}
-  bool Publish(const char* /*topic*/, const char* /*packet*/) override { return true; }
+  void Announce(std::int32_t recordNumber) override { number = recordNumber; }
+  bool Publish(const char* /*topic*/, const char* packet) override {
+    constexpr std::size_t kReadTimePlace = 2;
+    std::string_view rest = packet;
+    for (std::size_t place = 0; place < kReadTimePlace; ++place) {
+      rest.remove_prefix(rest.find(',') + 1);
+    }
+    readTime.Assign(rest.substr(0, rest.find(',')));
+    return true;
+  }
   void Withdraw() override {}
+
+  std::int32_t number = 0;
+  TimeStampText readTime{};
 };
 
 SourceKind KindOf(const benchmark::State& state) { return static_cast<SourceKind>(state.range(0)); }
@@ -52,39 +72,85 @@ void Measure(benchmark::State& state, Operation operation) {
       benchmark::Counter(static_cast<double>(after.bytes - before.bytes), benchmark::Counter::kAvgIterations);
 }
 
-void InsertIntoFullRing(benchmark::State& state) {
-  BenchTable table = TableFor(state);
-  DataCollectorMainStructure& main = table.Main();
-  const bool meter = IsMeterKind(KindOf(state));
-  Measure(state, [&] {
-    return (meter ? WriteRS485DCDBRecords(main, RS485Line1, 0, 7) : WriteAIDCDBRecords(main, 7)) == 0;
-  });
+bool Insert(DataCollectorMainStructure& main, SourceKind kind) {
+  return (IsMeterKind(kind) ? WriteRS485DCDBRecords(main, RS485Line1, 0, 7) : WriteAIDCDBRecords(main, 7)) ==
+         0;
 }
 
-// A record and its confirmation, as they alternate on a gateway.
-void InsertAndConfirm(benchmark::State& state) {
+std::int32_t HandOverUnsent(DataCollectorMainStructure& main, SourceKind kind, RecordHandOver& handOver) {
+  return IsMeterKind(kind) ? ReadRS485DCDBRecordAndPublish(main, handOver)
+                           : ReadAIDCDBRecordAndPublish(main, handOver);
+}
+
+bool Update(DataCollectorMainStructure& main, SourceKind kind) {
+  return (IsMeterKind(kind) ? UpdateRS485DBRecord(main) : UpdateAIDBRecord(main)) == 0;
+}
+
+void InsertIntoFullRing(benchmark::State& state) {
+  BenchTable table = TableFor(state);
+  Measure(state, [&] { return Insert(table.Main(), KindOf(state)); });
+}
+
+// A record is stored, handed over and confirmed, as on a gateway that keeps up.
+void LifeOfRecord(benchmark::State& state) {
   BenchTable table = TableFor(state);
   DataCollectorMainStructure& main = table.Main();
   const SourceKind kind = KindOf(state);
-  const bool meter = IsMeterKind(kind);
   DatabaseUpdate& update = main.DataCollectorDBUpdate[kind];
   update.i32_TxStatus = 1;
   update.i8_TxTimeStamp.Assign("2026-11-20 10:00:05");
+  TakenRecord taken;
   Measure(state, [&] {
-    const int written = meter ? WriteRS485DCDBRecords(main, RS485Line1, 0, 7) : WriteAIDCDBRecords(main, 7);
-    update.i32_RecordNum = main.DataCollectorDBData.ui16_DBRecordNumber[kind];
-    update.i8_RecordReadTimeStamp = main.DataCollectorDBData.i8_ReadTimeStamp[kind];
-    return written == 0 && (meter ? UpdateRS485DBRecord(main) : UpdateAIDBRecord(main)) == 0;
+    if (!Insert(main, kind) || HandOverUnsent(main, kind, taken) <= 0) {
+      return false;
+    }
+    update.i32_RecordNum = taken.number;
+    update.i8_RecordReadTimeStamp = taken.readTime;
+    return Update(main, kind);
   });
 }
 
 void UnsentReadAllSent(benchmark::State& state) {
   BenchTable table = TableFor(state);
-  const bool meter = IsMeterKind(KindOf(state));
-  NoHandOver handOver;
+  TakenRecord taken;
+  Measure(state, [&] { return HandOverUnsent(table.Main(), KindOf(state), taken) == 0; });
+}
+
+// What an insert takes before it comes to the database.
+void Packing(benchmark::State& state) {
+  BenchTable table = TableFor(state);
   Measure(state, [&] {
-    return (meter ? ReadRS485DCDBRecordAndPublish(table.Main(), handOver)
-                  : ReadAIDCDBRecordAndPublish(table.Main(), handOver)) == 0;
+    ColumnListText columns{};
+    PackAIDBColumnNames(table.Main(), columns);
+    RecordText record{};
+    PackAIDBWriteRecord(table.Main(), record, {.requestId = 7});
+    return CountLiterals(record.view()).has_value();
+  });
+}
+
+BareLoop LoopFor(const benchmark::State& state, const BenchTable& table) {
+  ResetStore();  // nobody else has the database open
+  return {state.range(4) != 0 ? BareLoop::Way::KeptOpen : BareLoop::Way::OpenedEachTime, table.Path(),
+          static_cast<int>(state.range(1))};
+}
+
+void BareInsert(benchmark::State& state) {
+  const BenchTable table = TableFor(state);
+  BareLoop loop = LoopFor(state, table);
+  Measure(state, [&] {
+    loop.Insert();
+    return true;
+  });
+}
+
+void BareLife(benchmark::State& state) {
+  const BenchTable table = TableFor(state);
+  BareLoop loop = LoopFor(state, table);
+  Measure(state, [&] {
+    loop.Insert();
+    loop.ReadUnsent();
+    loop.Confirm();
+    return true;
   });
 }
 
@@ -103,7 +169,7 @@ void StatusUpdate(benchmark::State& state) {
       update.i32_RecordNum = 1;
       update.i32_TxStatus = update.i32_TxStatus == 2 ? 1 : 2;
     }
-    return (IsMeterKind(kind) ? UpdateRS485DBRecord(main) : UpdateAIDBRecord(main)) == 0;
+    return Update(main, kind);
   });
 }
 
@@ -114,7 +180,7 @@ constexpr std::int64_t kPlain = 0;
 void Sizes(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgNames({"kind", "rows", "page", "indexes"})->Unit(benchmark::kMicrosecond);
   for (const SourceKind kind : {AIO, RS485}) {
-    for (const std::int64_t rows : {100, 5000, 65535}) {
+    for (const std::int64_t rows : {100, 1000, 65535}) {
       benchmark->Args({static_cast<std::int64_t>(kind), rows, kAsMade, kIndexed});
     }
   }
@@ -130,25 +196,45 @@ void Alternatives(benchmark::internal::Benchmark* benchmark) {
   }
 }
 
+void OneTable(benchmark::internal::Benchmark* benchmark) {
+  benchmark->ArgNames({"kind", "rows", "page", "indexes"})->Unit(benchmark::kMicrosecond);
+  benchmark->Args({std::int64_t{AIO}, 100, kAsMade, kIndexed});
+}
+
+// A connection for each operation, or one that is kept.
+void Ways(benchmark::internal::Benchmark* benchmark) {
+  benchmark->ArgNames({"kind", "rows", "page", "indexes", "kept"})->Unit(benchmark::kMicrosecond);
+  for (const std::int64_t kept : {0, 1}) {
+    for (const std::int64_t rows : {100, 1000, 65535}) {
+      benchmark->Args({std::int64_t{AIO}, rows, kAsMade, kIndexed, kept});
+    }
+  }
+}
+
 BENCHMARK(InsertIntoFullRing)->Apply(Sizes)->Apply(Alternatives);
-BENCHMARK(InsertAndConfirm)->Apply(Sizes);
+BENCHMARK(LifeOfRecord)->Apply(Sizes);
 BENCHMARK(UnsentReadAllSent)->Apply(Sizes)->Apply(Alternatives);
 BENCHMARK(StatusUpdate)->Apply(Sizes)->Apply(Alternatives);
+BENCHMARK(Packing)->Apply(OneTable);
+BENCHMARK(BareInsert)->Apply(Ways);
+BENCHMARK(BareLife)->Apply(Ways);
 
 }  // namespace
 }  // namespace datacollector::bench
 
 int main(int argc, char** argv) {
+  const int results = ::dup(STDOUT_FILENO);
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (nowhere < 0 || ::dup2(nowhere, STDOUT_FILENO) < 0) {
+  if (results < 0 || nowhere < 0 || ::dup2(nowhere, STDOUT_FILENO) < 0) {
     return 1;
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
     return 1;
   }
+  std::ofstream out("/dev/fd/" + std::to_string(results));
   benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
-  reporter.SetOutputStream(&std::cerr);
+  reporter.SetOutputStream(&out);
   reporter.SetErrorStream(&std::cerr);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();

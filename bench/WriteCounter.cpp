@@ -1,3 +1,7 @@
+// With large offsets pwrite is another name of pwrite64; here each is defined.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include "WriteCounter.h"
 
 #include <sys/syscall.h>
