@@ -62,7 +62,7 @@ set_number() {
 }
 
 configure() {
-  cp -r "$checkout/etc/Config/root/." /root/
+  cp -r "$checkout/gateway/Config/root/." /root/
   local sources=/root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg kind
   set_number "$sources" '[A-Za-z0-9]+DataSourceEnable' 0
   for kind in ${kinds//,/ }; do
@@ -166,7 +166,6 @@ check_tables() {
 }
 
 mkdir -p "$work"
-rm -rf "$work"/{note,report,trace.log,errors.log,broker.log,Db,Log}
 touch "$work/note" "$work/trace.log" "$work/errors.log"
 
 configure
@@ -188,7 +187,11 @@ restart_daemon
 result=0
 wait "$simulator" || result=1
 simulator=
+echo
+"$build/datacollectorctl" status --kind "$kinds" || true
+[ -z "$keep" ] || "$build/datacollectorctl" status --html "$work/status.html" || true
 stop_daemon
+echo
 echo "In the tables, after the daemon has stopped:"
 check_tables || result=1
 exit "$result"

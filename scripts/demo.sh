@@ -7,7 +7,7 @@
 # Usage: demo.sh [--seconds N] [--kinds LIST] [--keep DIR]
 #   --seconds N   length of the run, 30 to 3000 (60)
 #   --kinds LIST  all, or some of aio,dio,temperature,rs485,rs232,snmp (all)
-#   --keep DIR    leave trace, logs, report and databases in DIR
+#   --keep DIR    leave trace, logs, report, databases and the status as a page in a new folder of DIR
 #
 # Needs a Debian 12 and this checkout: missing packages are installed (as root or with sudo), and a release
 # build is made in build/demo. The gateway runs in a private root; the machine's own broker, files and ports are
@@ -53,7 +53,8 @@ for kind in ${kinds//,/ }; do
 done
 if [ -n "$keep" ]; then
   mkdir -p "$keep" || fail "can't make $keep"
-  keep=$(cd "$keep" && pwd)
+  keep=$(cd "$keep" && pwd)/datacollector-demo-$(date +%Y%m%d-%H%M%S)
+  mkdir "$keep" || fail "$keep is there already; nothing in it is touched"
 fi
 
 # Each job is a process group of its own, so that an interruption reaches all of it and leaves nothing running.
@@ -101,11 +102,12 @@ echo "building in $build"
 mkdir -p "$build"
 quietly cmake -S "$checkout" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF ||
   fail "the build could not be set up"
-quietly cmake --build "$build" --target DataCollector gateway-sim || fail "the build failed"
+quietly cmake --build "$build" --target DataCollector gateway-sim datacollectorctl || fail "the build failed"
 
 # The private root ends with its first process, and all that runs in it with the private root.
 export DATACOLLECTOR_BUILD_DIRS=$build DATACOLLECTOR_KEEP=$keep
 status=0
 run "$checkout/scripts/private-root.sh" \
   "$checkout/scripts/demo-gateway.sh" "$build" "$seconds" "$kinds" "$keep" || status=$?
+[ -z "$keep" ] || echo "Kept in $keep: status.html and all that the run has left"
 exit "$status"

@@ -2,18 +2,22 @@
 # Installs the Debian 12 packages that are missing for a purpose. Does nothing, and needs no rights, when all of
 # them are there.
 #
-# Usage: install-dependencies.sh [--build | --demo | --test | --bench]
-#   --build  compile the daemon (the default)
-#   --demo   ... and run it in a private root with a broker of its own
-#   --test   ... and run everything that scripts/test.sh runs
-#   --bench  compile the daemon, and run the benchmarks
+# Usage: install-dependencies.sh [--build | --cross | --package | --demo | --test | --bench]
+#   --build    compile the daemon (the default)
+#   --cross    ... for mipsel, armhf and arm64, and run it under emulation
+#   --package  ... and make and test packages of it
+#   --demo     compile it, and run it in a private root with a broker of its own
+#   --test     ... and run everything that scripts/test.sh runs
+#   --bench    compile the daemon, and run the benchmarks
 set -eu
 
 build='g++ cmake ninja-build pkg-config libmosquitto-dev libconfig-dev libsqlite3-dev'
 run='mosquitto bubblewrap sqlite3'
 check='libgtest-dev clang-format clang-tidy clang libclang-rt-14-dev shellcheck libfaketime
-  g++-mipsel-linux-gnu gcovr'
-bench='libbenchmark-dev libgtest-dev'
+  gcovr busybox'
+cross='g++-mipsel-linux-gnu g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user-static'
+package='dpkg-dev fakeroot file lintian debootstrap systemd-container mosquitto-clients busybox sqlite3'
+bench='libbenchmark-dev libgtest-dev python3-paho-mqtt'
 
 say() { echo "install-dependencies.sh: $1"; }
 
@@ -26,10 +30,12 @@ fail() {
 case ${1:---build} in
   --build) wanted=$build ;;
   --demo) wanted="$build $run" ;;
-  --test) wanted="$build $run $check" ;;
+  --cross) wanted="$build $cross" ;;
+  --package) wanted="$build $cross $package" ;;
+  --test) wanted="$build $run $check $cross" ;;
   --bench) wanted="$build $run $bench" ;;
   --help | -h)
-    sed -n 's/^# \{0,1\}//; 2,9p' "$0"
+    sed -n 's/^# \{0,1\}//; 2,11p' "$0"
     exit 0
     ;;
   *) fail "unknown option '$1' (see --help)" 2 ;;

@@ -83,8 +83,11 @@ for file in ld.so.cache alternatives nsswitch.conf localtime; do
   set -- "$@" --ro-bind-try "/etc/$file" "/etc/$file"
 done
 
-set -- "$@" --proc /proc --dev /dev --tmpfs /tmp --tmpfs /var --dir /var/log --dir /var/lib --dir /var/tmp \
-  --tmpfs /run --symlink /run /var/run --tmpfs /root --dir /vorl/disk/AppData/K740 \
+# /tmp and the applications' data are disks of their own, small enough for a test to fill them.
+set -- "$@" --proc /proc --dev /dev --size 134217728 --tmpfs /tmp \
+  --tmpfs /var --dir /var/log --dir /var/lib --dir /var/tmp \
+  --tmpfs /run --symlink /run /var/run --tmpfs /root --size 67108864 --tmpfs /vorl/disk/AppData \
+  --dir /vorl/disk/AppData/K740 \
   --dir /sys/class/gpio/gpio42 --perms 0644 --file 6 /sys/class/gpio/gpio42/value
 
 # After the tmpfs mounts, because the checkout may lie below /root, /tmp or /home itself.
@@ -137,7 +140,7 @@ while [ "$words" -gt 0 ]; do
   words=$((words - 1))
 done
 
-exec bwrap "$@" 3<<PASSWD 4<<GROUP 5<<HOSTS 6<<GPIO 7<<BROKER 8<"$checkout/tools/DatabaseInterface.sh"
+exec bwrap "$@" 3<<PASSWD 4<<GROUP 5<<HOSTS 6<<GPIO 7<<BROKER 8<"$checkout/gateway/DatabaseInterface.sh"
 root:x:0:0:root:/root:/bin/sh
 nobody:x:65534:65534:nobody:/:/bin/sh
 PASSWD
