@@ -25,7 +25,7 @@ constexpr std::array<Option, 9> kOptions = {{
 }};
 
 std::string PlaceOf(const Finding& finding) {
-  return finding.file + (finding.line == 0 ? "" : ":" + std::to_string(finding.line));
+  return finding.line == 0 ? finding.file : finding.file + ':' + std::to_string(finding.line);
 }
 
 std::string TextOf(const Findings& findings) {
