@@ -42,6 +42,7 @@ class TakenRecord : public RecordHandOver {
     return true;
   }
   void Withdraw() override {}
+  void Recall() override {}
 
   std::int32_t number = 0;
   TimeStampText readTime{};

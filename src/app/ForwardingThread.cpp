@@ -90,10 +90,9 @@ void ReadWanStatus() {
 }
 
 bool IsDue(SourceKind kind) {
-  const KindSendFlags& flags = CloudConnectSendFlags[kind];
+  const std::uint32_t word = CloudConnectSendFlags[kind].word.Load();
   return IsSourceEnabled(gMainState.DataCollectorSourcesConfig, kind) &&
-         (flags.gui8_SendDCDBRecordFlags == 1 || flags.gui8_FirstDCDBRecordSent != 1 ||
-          flags.gui8_SendDCDBRecordRetryFlags == 1);
+         ((word & kFirstSent) == 0 || (word & (kSendWanted | kRetryDue)) != 0);
 }
 
 void* ForwardingThread(void* /*unused*/) {
@@ -131,8 +130,9 @@ void VisitIfDue(SourceKind kind, double releaseTime) {
 }
 
 void RunForwardingRound() {
-  RecordForwarding(gi32_HTTPThreadSendFlag, gui8_WanStatus == 1);
-  if (gi32_HTTPThreadSendFlag != 1) {
+  const bool gateOpen = gi32_HTTPThreadSendFlag == kGateOpen;
+  RecordForwarding(gateOpen, gui8_WanStatus == 1);
+  if (!gateOpen) {
     PrintText(
         "##############################Inside HTTP Thread,but Not Sending records. Flag is not "
         "set#############################");

@@ -60,26 +60,29 @@ constexpr auto kTimerFunctions = KindTable<TimerFunction>({
 
 // Seconds on the monotonic clock are compared as unsigned 32 bits, so that the comparison survives its wrap.
 // A record that is being handed over meanwhile has its time announced before its flags: they are read the
-// other way round, and the clock last, so that no record counts as old that has just left.
+// other way round, and the clock last, so that no record counts as old that has just left. A flag that was
+// decided on before a record of its kind was announced says nothing about that record and is not set.
 void RunTimer(const RetryTimer& timer, const char* function, ClockSource clockSource) {
   const DataCollectorSourcesConfig& sources = gMainState.DataCollectorSourcesConfig;
   const KindSendFlags& clock = CloudConnectSendFlags[timer.clockKind];
-  ByteFlag& retry = CloudConnectSendFlags[timer.kind].gui8_SendDCDBRecordRetryFlags;
+  KindSendFlags& flags = CloudConnectSendFlags[timer.kind];
   const std::int32_t interval = PublishInterval(sources, timer.clockKind, timer.clockLine);
-  const std::uint8_t sendUnsent = clock.gui8_SendUnsentDCDBRecord;
-  const std::uint8_t firstSent = clock.gui8_FirstDCDBRecordSent;
+  const std::uint32_t decidedOn = flags.word.Load();
+  const std::uint32_t word = clock.word.Load();
+  const int sendUnsent = (word & kSendUnsent) != 0 ? 1 : 0;
+  const int firstSent = (word & kFirstSent) != 0 ? 1 : 0;
   const std::uint32_t lastSent = clock.gui32_LastDCDBRecordSentTime;
   const ClockReading reading = TakeMonotonicClock(clockSource);
   const auto now = static_cast<std::uint32_t>(reading.now.tv_sec);
   if (now - lastSent >= static_cast<std::uint32_t>(interval) && sendUnsent == 0 && firstSent == 1) {
-    retry = 1;
+    flags.word.SetSince(decidedOn, kRetryDue);
   }
   PrintClockReading(reading, function);
   Print(
       "%s: current time = %u, last sent time = %u, publish interval = %d, gui8_SendUnsentDCDBRecord = %d, "
       "gui8_FirstDCDBRecordSent = %d, gui8_SendDCDBRecordFlags = %d\n",
       timer.name, now, lastSent, interval, sendUnsent, firstSent, clock.gui8_SendDCDBRecordFlags.load());
-  Print(timer.message, retry.load());
+  Print(timer.message, flags.gui8_SendDCDBRecordRetryFlags.load());
 }
 
 }  // namespace

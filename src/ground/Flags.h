@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "ground/KindShape.h"
+#include "ground/SendWord.h"
 
 namespace datacollector {
 
@@ -65,21 +66,26 @@ class ReleaseTime {
 // Sending of one kind. A meter kind has one set for all its lines and meters. The forwarding thread also puts
 // back what a refused packet had changed.
 struct KindSendFlags {
+  // The four flags that share a word with the count of announcements. What is decided about the record that
+  // went last is set through the word alone.
+  SendWord word;
   // A retry is due. Set by main, cleared by forwarding; read by all three.
-  ByteFlag gui8_SendDCDBRecordRetryFlags;
+  SendFlag<kRetryDue> gui8_SendDCDBRecordRetryFlags{word};
+  // Set by forwarding; read by forwarding and main.
+  SendFlag<kFirstSent> gui8_FirstDCDBRecordSent{word};
+  // A send is wanted. Set by network and main, cleared by forwarding; read by forwarding.
+  SendFlag<kSendWanted> gui8_SendDCDBRecordFlags{word};
+  // The last delivery was confirmed. Set by network (meter kinds: by forwarding at every call as well),
+  // cleared by forwarding; read by forwarding and main.
+  SendFlag<kSendUnsent> gui8_SendUnsentDCDBRecord{word};
+
   // Nothing left to send. Raised by forwarding before it reads the table, lowered by all three; read by
   // forwarding.
   ByteFlag gui8_NoDCDBRecordsToPublish;
-  // Set by forwarding; read by forwarding and main.
-  ByteFlag gui8_FirstDCDBRecordSent;
-  // A send is wanted. Set by network and main, cleared by forwarding; read by forwarding.
-  ByteFlag gui8_SendDCDBRecordFlags;
-  // The last delivery was confirmed. Set by network (meter kinds: by forwarding at every call as well),
-  // cleared by forwarding; read by forwarding and main.
-  ByteFlag gui8_SendUnsentDCDBRecord;
   // Latched to 1 by network (I/O kinds) or main (meter kinds).
   ByteFlag gui8_SendFirstCDBRecord;
-  // Seconds of the monotonic clock. Written by forwarding, read by main.
+  // Of the record that was announced last, stored before the count is raised and read behind the word.
+  // Seconds of the monotonic clock: written by forwarding, read by main.
   UnsignedWord gui32_LastDCDBRecordSentTime;
   // Written by forwarding, read by network.
   Word gi32_LastSentDCDBRecordNum;
@@ -87,8 +93,11 @@ struct KindSendFlags {
 };
 extern std::array<KindSendFlags, kSourceKinds> CloudConnectSendFlags;
 
-// The send gate: 1 = the forwarding thread may send. Cleared by network while it stores a record and by
-// forwarding when it hands one over; set by network.
+// The send gate: kGateOpen = the forwarding thread may send. Closed by network while it stores a record and
+// by forwarding when it hands one over, which have a value each: a refused packet takes back its own closing
+// alone. Opened by network.
+inline constexpr std::int32_t kGateOpen = 1;
+inline constexpr std::int32_t kGateClosedByHandOver = 2;
 extern Word gi32_HTTPThreadSendFlag;
 
 // 1 = the WAN is up. Only the forwarding thread touches it.

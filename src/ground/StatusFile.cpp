@@ -87,9 +87,9 @@ void RecordConnection(bool connected) {
   current->connectedChanged.store(Now(), std::memory_order_relaxed);
 }
 
-void RecordForwarding(std::int32_t gate, bool wanUp) {
+void RecordForwarding(bool gateOpen, bool wanUp) {
   Heartbeat(kForwardingThread);
-  current->gate.store(static_cast<std::uint32_t>(gate), std::memory_order_relaxed);
+  current->gate.store(gateOpen ? 1 : 0, std::memory_order_relaxed);
   current->wanUp.store(wanUp ? 1 : 0, std::memory_order_relaxed);
 }
 

@@ -61,7 +61,7 @@ struct StatusRecord {
   std::array<HeartbeatFigures, kThreads> threads;
   StatusWord connected;         // 1: the broker's connection stands; written by network
   StatusWord connectedChanged;  // seconds since the Epoch
-  StatusWord gate;              // the send gate as the forwarding thread last saw it
+  StatusWord gate;              // 1: the send gate was open when the forwarding thread last saw it
   StatusWord wanUp;             // likewise
   std::array<KindFigures, kSourceKinds> kinds;
 };
@@ -81,7 +81,7 @@ void SetConfigurationDigest(std::uint64_t digest);
 
 void Heartbeat(ThreadId thread);
 void RecordConnection(bool connected);
-void RecordForwarding(std::int32_t gate, bool wanUp);
+void RecordForwarding(bool gateOpen, bool wanUp);
 
 void CountStored(SourceKind kind);
 void CountRefused(SourceKind kind);

@@ -9,6 +9,7 @@
 #include "ground/Trace.h"
 #include "store/Packet.h"
 #include "store/StoreAccess.h"
+#include "store/UpdateRecord.h"
 
 namespace datacollector {
 namespace {
@@ -33,6 +34,10 @@ constexpr auto kReadings = KindTable<Reading>({
 
 constexpr const char* kOpenFailure = "Can not connect database '%s'\nError Message: %s\n";
 constexpr const char* kReadFailure = "can not read the record from table %s\nError Message:%s\n";
+// How often a record is looked for before one goes out that may have been confirmed since it was read. A
+// storm of confirmations must not hold a kind up for as long as it lasts.
+constexpr int kLooks = 8;
+
 constexpr const char* kNotRead = "Reading record which is not sent is failure";
 
 // What a query found. A row that can't be taken is found all the same.
@@ -66,13 +71,16 @@ class UnsentReader {
 
  private:
   bool BuildQuery();
+  std::optional<std::int32_t> FindAndAnnounce();
+  bool IsCurrent() const { return UpdatesTried(kind_) == updatesBefore_; }
   bool Open(StoreAccess& access) const;
   bool Query(StoreAccess& access);
   std::optional<std::int32_t> Find();
   std::optional<std::int32_t> RecordNumber() const;
   void PrintValues() const;
-  std::int32_t HandOver(std::int32_t recordNumber);
-  void NoteMeterHandOver(std::int32_t recordNumber, bool published);
+  void Announce(std::int32_t recordNumber);
+  std::int32_t HandOver();
+  void NoteMeterHandOver(bool published);
 
   DataCollectorMainStructure& main_;
   const SourceKind kind_;
@@ -83,6 +91,8 @@ class UnsentReader {
 
   QueryText query_{};
   FoundRow row_;
+  std::uint32_t updatesBefore_ = 0;  // the row was read
+  std::int32_t recordNumber_ = 0;    // that was announced
 };
 
 bool UnsentReader::BuildQuery() {
@@ -124,8 +134,11 @@ bool UnsentReader::Query(StoreAccess& access) {
       .unit = reading_.unit,
       .makesMissingTable = true,
       .function = reading_.function};
-  return access.TryRepeatedly(
-      rule, [&] { return access.Connection().Execute(query_.c_str(), OnUnsentRow, &row_); });
+  return access.TryRepeatedly(rule, [&] {
+    row_ = {};
+    updatesBefore_ = UpdatesTried(kind_);
+    return access.Connection().Execute(query_.c_str(), OnUnsentRow, &row_);
+  });
 }
 
 // The turn at the database ends with the row found: the hand-over takes its time, and the confirmation wants
@@ -171,10 +184,10 @@ void UnsentReader::PrintValues() const {
   }
 }
 
-void UnsentReader::NoteMeterHandOver(std::int32_t recordNumber, bool published) {
+void UnsentReader::NoteMeterHandOver(bool published) {
   if (published) {
-    params_.HTTPSenderRecordInformation.i32_LastRecordSentNumber = recordNumber;
-    WriteLog("%sDBRecord number %d published successfully\n", word_, recordNumber);
+    params_.HTTPSenderRecordInformation.i32_LastRecordSentNumber = recordNumber_;
+    WriteLog("%sDBRecord number %d published successfully\n", word_, recordNumber_);
   }
   TimeStampText& stamp = main_.PublishTimeStamps.published[kind_];
   GetTimeStamp(stamp);
@@ -185,33 +198,37 @@ void UnsentReader::NoteMeterHandOver(std::int32_t recordNumber, bool published) 
       word_);
 }
 
-// An I/O kind counts every packet as sent: the retry timer sends a refused one again.
-std::int32_t UnsentReader::HandOver(std::int32_t recordNumber) {
-  handOver_.Announce(recordNumber);
+// The trace may be held up by its reader, so its line comes before the announcement: nothing stands between
+// that and the packet.
+void UnsentReader::Announce(std::int32_t recordNumber) {
+  recordNumber_ = recordNumber;
   if (reading_.meter) {
     params_.HTTPSenderRecordInformation.i32_RecordNumber = recordNumber;
   }
-  const auto& topic = main_.DataCollectorMqttTopics.i8_HTTPSendPublishTopics[reading_.topic];
   Print("%sDBRecord number %d publishing", word_, recordNumber);
+  handOver_.Announce(recordNumber);
+}
+
+// An I/O kind counts every packet as sent: the retry timer sends a refused one again.
+std::int32_t UnsentReader::HandOver() {
+  const auto& topic = main_.DataCollectorMqttTopics.i8_HTTPSendPublishTopics[reading_.topic];
   const bool published = handOver_.Publish(topic.c_str(), row_.packet.Text());
   if (!published) {
     handOver_.Withdraw();
   }
   if (published || !reading_.meter) {
-    Print("%sDBRecord number %d published successfully", word_, recordNumber);
+    Print("%sDBRecord number %d published successfully", word_, recordNumber_);
   }
   if (reading_.meter) {
-    NoteMeterHandOver(recordNumber, published);
+    NoteMeterHandOver(published);
   }
-  return published || !reading_.meter ? recordNumber : -1;
+  return published || !reading_.meter ? recordNumber_ : -1;
 }
 
-std::int32_t UnsentReader::ReadAndPublish() {
-  if (!BuildQuery()) {
-    return -1;
-  }
+// The result where there is nothing to hand over.
+std::optional<std::int32_t> UnsentReader::FindAndAnnounce() {
   if (const std::optional<std::int32_t> failure = Find()) {
-    return *failure;
+    return failure;
   }
   PrintValues();
   const std::optional<std::int32_t> recordNumber = RecordNumber();
@@ -232,7 +249,22 @@ std::int32_t UnsentReader::ReadAndPublish() {
                word_);
     return -1;
   }
-  return HandOver(*recordNumber);
+  Announce(*recordNumber);
+  return std::nullopt;
+}
+
+// A retry may read its record just before the confirmation is written into the row. Then the record is not
+// handed over once more: the next one is looked for.
+std::int32_t UnsentReader::ReadAndPublish() {
+  if (!BuildQuery()) {
+    return -1;
+  }
+  std::optional<std::int32_t> nothing = FindAndAnnounce();
+  for (int look = 1; look < kLooks && !nothing && !IsCurrent(); ++look) {
+    handOver_.Recall();
+    nothing = FindAndAnnounce();
+  }
+  return nothing ? *nothing : HandOver();
 }
 
 }  // namespace

@@ -7,8 +7,9 @@
 
 namespace datacollector {
 
-// What the caller does with the record that a reader finds. The reader calls Announce once with the record
-// number when it has found a row, then Publish once, then Withdraw if Publish returned false.
+// What the caller does with the record that a reader finds. The reader calls Announce with the record number
+// when it has found a row, then either Recall, if the row may have changed since it was read, and looks
+// again, or Publish, and Withdraw if that returned false. It publishes once at most.
 class RecordHandOver {
  public:
   RecordHandOver() = default;
@@ -26,6 +27,9 @@ class RecordHandOver {
 
   // Takes back what a refused packet must not leave behind.
   virtual void Withdraw() = 0;
+
+  // Takes the whole announcement back: nothing was tried.
+  virtual void Recall() = 0;
 };
 
 // Hands the oldest row whose transmission status is "not sent" to `handOver`. Returns the record number

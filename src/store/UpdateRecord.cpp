@@ -1,5 +1,7 @@
 #include "store/UpdateRecord.h"
 
+#include <array>
+#include <atomic>
 #include <ctime>
 
 #include "ground/FileLogger.h"
@@ -34,6 +36,8 @@ constexpr auto kUpdatings = KindTable<Updating>({
     {RS232, "UpdateRS232DBRecord", WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},
     {SNMP, "UpdateSNMPDBRecord", WaitUnit::Milliseconds, kOpenFailure, kUpdateFailure},
 });
+
+std::array<std::atomic<std::uint32_t>, kSourceKinds> updatesTried;
 
 using UpdateStatement = FixedText<5000>;
 
@@ -95,7 +99,11 @@ int UpdateRecord(DataCollectorMainStructure& main, SourceKind kind) {
                           .makesMissingTable = false,
                           .function = updating.function};
   Database& database = access.Connection();
-  if (!access.TryRepeatedly(rule, [&] { return ExecuteUpdate(database, update, statement); })) {
+  const auto attempt = [&] {
+    ++updatesTried[kind];
+    return ExecuteUpdate(database, update, statement);
+  };
+  if (!access.TryRepeatedly(rule, attempt)) {
     return -1;
   }
   Print("Updating Record %d to table %s is successfull\n", update.i32_RecordNum, table);
@@ -105,6 +113,8 @@ int UpdateRecord(DataCollectorMainStructure& main, SourceKind kind) {
   }
   return 0;
 }
+
+std::uint32_t UpdatesTried(SourceKind kind) { return updatesTried[kind]; }
 
 int UpdateAIDBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, AIO); }
 int UpdateDIODBRecord(DataCollectorMainStructure& main) { return UpdateRecord(main, DIO); }

@@ -1,6 +1,8 @@
 // Writing the outcome of a delivery into the delivered row.
 #pragma once
 
+#include <cstdint>
+
 #include "ground/MainState.h"
 
 namespace datacollector {
@@ -15,6 +17,10 @@ int UpdateTemperatureDBRecord(DataCollectorMainStructure& main);
 int UpdateRS485DBRecord(DataCollectorMainStructure& main);
 int UpdateRS232DBRecord(DataCollectorMainStructure& main);
 int UpdateSNMPDBRecord(DataCollectorMainStructure& main);
+
+// Counts the attempts at updates of a kind. Raised under the kind's lock before a row is touched: a row that
+// was read under that lock is as it was read while the count stays. Any thread.
+std::uint32_t UpdatesTried(SourceKind kind);
 
 // Writes the current local time. Returns 0.
 int GetCurrentTimeStamp(TimeStampText& out);

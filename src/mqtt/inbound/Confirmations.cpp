@@ -1,6 +1,7 @@
 #include "mqtt/inbound/Confirmations.h"
 
 #include <cstdint>
+#include <optional>
 
 #include "ground/Flags.h"
 #include "ground/GenericFunctions.h"
@@ -188,29 +189,37 @@ void ParseUpdate(const Confirmation& row, std::string_view payload, DatabaseUpda
 #undef MEMBER
 }
 
-// The confirmation answers the record that was sent last, and no retry of it is pending; or nothing has been
-// sent since the start.
-bool ReleasesNext(const KindSendFlags& flags, const DatabaseUpdate& update) {
+// Whether the confirmation answers the record that was sent last, and no retry of it is pending; or nothing
+// has been sent since the start. The number belongs to the word, which the caller has read before it.
+bool Answers(const KindSendFlags& flags, std::uint32_t word, std::int32_t recordNumber) {
   const std::int32_t lastSent = flags.gi32_LastSentDCDBRecordNum;
-  return (lastSent == update.i32_RecordNum && flags.gui8_SendDCDBRecordRetryFlags == 0) || lastSent == 0;
+  return (lastSent == recordNumber && (word & kRetryDue) == 0) || lastSent == 0;
 }
 
-// The order of the three stores and of the set time behind them is what the forwarding thread relies on.
-void Release(const Confirmation& row, KindSendFlags& flags) {
-  flags.gui8_SendUnsentDCDBRecord = 1;
+// Releases the kind's next record if the confirmation answers its last one; whether it does. A record that is
+// announced meanwhile is not released by the number before it. The order of the three stores and of the set
+// time behind them is what the forwarding thread relies on.
+bool Release(const Confirmation& row, std::int32_t recordNumber) {
+  KindSendFlags& flags = CloudConnectSendFlags[row.kind];
+  const std::optional<std::uint32_t> judgedOn =
+      flags.word.SetIf([&](std::uint32_t word) { return Answers(flags, word, recordNumber); }, kSendUnsent);
+  if (!judgedOn) {
+    return false;
+  }
   flags.gui8_NoDCDBRecordsToPublish = 0;
-  flags.gui8_SendDCDBRecordFlags = 1;
+  flags.word.SetSince(*judgedOn, kSendWanted);
   Print("setting in data sent, CloudConnectSendFlags.%s = %d\n", row.sendFlagName,
         flags.gui8_SendDCDBRecordFlags.load());
   const timespec now = ReadMonotonicClock("on_message_callback");
   flags.gf64_SendDCDBRecordFlagSetTime.Set(now.tv_sec, static_cast<std::int32_t>(now.tv_nsec));
   Print("%s = %f\n", row.setTimeName, flags.gf64_SendDCDBRecordFlagSetTime.Seconds());
+  return true;
 }
 
 void OpenGate(const Confirmation& row, const InboundMessage& message) {
   PrintIfAny(row.readyLine);
   if (row.opensGate) {
-    gi32_HTTPThreadSendFlag = 1;
+    gi32_HTTPThreadSendFlag = kGateOpen;
   }
   PrintIfAny(row.endLine);
   if (row.comparesNextTopic) {
@@ -225,7 +234,7 @@ void Apply(const Confirmation& row, const InboundMessage& message) {
   }
   const char* function = kKindFunctionWord[row.kind];
   const char* word = kKindWord[row.kind];
-  KindSendFlags& flags = CloudConnectSendFlags[row.kind];
+  const KindSendFlags& flags = CloudConnectSendFlags[row.kind];
   DatabaseUpdate& update = gMainState.DataCollectorDBUpdate[row.kind];
   AnnounceUpdate(row);
   ParseUpdate(row, message.payload, update);
@@ -243,8 +252,7 @@ void Apply(const Confirmation& row, const InboundMessage& message) {
       "CloudConnectSendFlags.%s = %d\n",
       row.lastSentName, flags.gi32_LastSentDCDBRecordNum.load(), word, update.i32_RecordNum,
       row.retryFlagName, flags.gui8_SendDCDBRecordRetryFlags.load());
-  if (ReleasesNext(flags, update)) {
-    Release(row, flags);
+  if (Release(row, update.i32_RecordNum)) {
     OpenGate(row, message);
   }
 }

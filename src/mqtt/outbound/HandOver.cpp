@@ -22,30 +22,26 @@ constexpr auto kConsequences = KindTable<Consequences>({
     {SNMP, true, true},
 });
 
-constexpr std::int32_t kGateClosed = 0;
-
 }  // namespace
 
 HandOver::HandOver(SourceKind kind, ClientConfig& cfg, double releaseTime)
     : kind_(kind), cfg_(cfg), releaseTime_(releaseTime), flags_(CloudConnectSendFlags[kind]) {}
 
-// The order is the one in which a confirmation and the retry timer may look: the time before the flags that
-// the timer tests, the number before the flags that the confirmation sets.
+// The order is the one in which a confirmation and the retry timer may look: both read the word before the
+// time and the number, and neither sets a flag in a word whose count has been raised since.
 void HandOver::Announce(std::int32_t recordNumber) {
   recordNumber_ = recordNumber;
   sentAt_ = TakeMonotonicClock();
   before_.sentTime =
       flags_.gui32_LastDCDBRecordSentTime.exchange(static_cast<std::uint32_t>(sentAt_.now.tv_sec));
   before_.sentNumber = flags_.gi32_LastSentDCDBRecordNum.exchange(recordNumber);
-  before_.sendUnsent = flags_.gui8_SendUnsentDCDBRecord.exchange(0);
-  before_.retry = flags_.gui8_SendDCDBRecordRetryFlags.exchange(0);
-  before_.firstSent = flags_.gui8_FirstDCDBRecordSent.exchange(1);
   // A release since the caller looked stays in force, so that the next record goes at once.
-  const bool released = flags_.gf64_SendDCDBRecordFlagSetTime.Seconds() != releaseTime_;
-  before_.send =
-      released ? flags_.gui8_SendDCDBRecordFlags.load() : flags_.gui8_SendDCDBRecordFlags.exchange(0);
+  before_.word = flags_.word.Count([this](std::uint32_t now) {
+    const bool released = flags_.gf64_SendDCDBRecordFlagSetTime.Seconds() != releaseTime_;
+    return kFirstSent | (released ? now & kSendWanted : 0U);
+  });
   if (kConsequences[kind_].closesGate) {
-    before_.gate = gi32_HTTPThreadSendFlag.exchange(kGateClosed);
+    before_.gate = gi32_HTTPThreadSendFlag.exchange(kGateClosedByHandOver);
   }
 }
 
@@ -58,21 +54,30 @@ bool HandOver::Publish(const char* topic, const char* packet) {
   return true;
 }
 
-// In the opposite order of the announcement. The gate may have been opened since by a message; then it stays
-// open.
 void HandOver::Withdraw() {
-  const Consequences& consequences = kConsequences[kind_];
-  if (consequences.closesGate) {
-    std::int32_t closed = kGateClosed;
-    gi32_HTTPThreadSendFlag.compare_exchange_strong(closed, before_.gate);
+  if (kConsequences[kind_].takesBack) {
+    TakeBackAnnouncement();
   }
-  if (consequences.takesBack) {
-    flags_.gui8_SendDCDBRecordFlags = before_.send;
-    flags_.gui8_FirstDCDBRecordSent = before_.firstSent;
-    flags_.gui8_SendDCDBRecordRetryFlags = before_.retry;
-    flags_.gui8_SendUnsentDCDBRecord = before_.sendUnsent;
-    flags_.gi32_LastSentDCDBRecordNum = before_.sentNumber;
-    flags_.gui32_LastDCDBRecordSentTime = before_.sentTime;
+  TakeBackClosing();
+}
+
+void HandOver::Recall() {
+  TakeBackAnnouncement();
+  TakeBackClosing();
+}
+
+// Like an announcement: number and time before the count. What was set since stays.
+void HandOver::TakeBackAnnouncement() {
+  flags_.gi32_LastSentDCDBRecordNum = before_.sentNumber;
+  flags_.gui32_LastDCDBRecordSentTime = before_.sentTime;
+  flags_.word.Count([this](std::uint32_t now) { return (now & ~kFirstSent) | before_.word; });
+}
+
+// A message may have opened the gate since, and ingestion may have closed it: then it stays as it is.
+void HandOver::TakeBackClosing() {
+  if (kConsequences[kind_].closesGate) {
+    std::int32_t closed = kGateClosedByHandOver;
+    gi32_HTTPThreadSendFlag.compare_exchange_strong(closed, before_.gate);
   }
 }
 

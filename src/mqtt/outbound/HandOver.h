@@ -19,6 +19,7 @@ class HandOver final : public RecordHandOver {
   void Announce(std::int32_t recordNumber) override;
   bool Publish(const char* topic, const char* packet) override;
   void Withdraw() override;
+  void Recall() override;
 
   // The clock at the announcement: the time of the sending.
   const ClockReading& SentAt() const { return sentAt_; }
@@ -31,12 +32,12 @@ class HandOver final : public RecordHandOver {
   struct Before {
     std::uint32_t sentTime;
     std::int32_t sentNumber;
-    std::uint8_t sendUnsent;
-    std::uint8_t retry;
-    std::uint8_t firstSent;
-    std::uint8_t send;
+    std::uint32_t word;
     std::int32_t gate;
   };
+
+  void TakeBackAnnouncement();
+  void TakeBackClosing();
 
   SourceKind kind_;
   ClientConfig& cfg_;

@@ -113,8 +113,8 @@ void PrintGate(const KindSendFlags& flags) {
 // A delivery is outstanding while the first record has gone and neither a confirmation nor a retry asks for
 // more.
 bool IsGateOpen(const KindSendFlags& flags) {
-  return flags.gui8_FirstDCDBRecordSent == 0 || flags.gui8_SendUnsentDCDBRecord == 1 ||
-         flags.gui8_SendDCDBRecordRetryFlags == 1;
+  const std::uint32_t word = flags.word.Load();
+  return (word & kFirstSent) == 0 || (word & (kSendUnsent | kRetryDue)) != 0;
 }
 
 // Tells what the announcement has stored already: a confirmation may have changed the flags since.

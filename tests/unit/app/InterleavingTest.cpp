@@ -1,5 +1,7 @@
 // What another thread does between two steps of the forwarding thread or of a retry timer.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -15,12 +17,30 @@
 #include "ground/GenericFunctions.h"
 #include "ground/MainState.h"
 #include "mqtt/client/ClientConfig.h"
+#include "mqtt/inbound/Confirmations.h"
+#include "mqtt/outbound/HandOver.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/ExampleGateway.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
 #include "unit/app/ThreadAlarm.h"
+
+namespace {
+
+std::function<void()> behindTheUpdate;  // of a row, once
+
+}  // namespace
+
+// Stands in front of the library's own in this program. It is asked behind an update, before its confirmation
+// is judged.
+extern "C" int sqlite3_changes(sqlite3* database) {
+  using Changes = int (*)(sqlite3*);
+  if (behindTheUpdate) {
+    std::exchange(behindTheUpdate, nullptr)();
+  }
+  return reinterpret_cast<Changes>(::dlsym(RTLD_NEXT, "sqlite3_changes"))(database);
+}
 
 namespace datacollector {
 namespace {
@@ -63,16 +83,19 @@ class Interleaving : public ExampleGateway {
     retry_ = 0;
   }
 
-  // The next one leaves, as the forwarding thread announces it.
-  void Announce(std::uint32_t now) const {
-    watched_.gui32_LastDCDBRecordSentTime = now;
+  // It waits for its confirmation: a retry is due.
+  void LetTheLastOneWait() const {
+    LetTheLastOneBeConfirmed();
     watched_.gui8_SendUnsentDCDBRecord = 0;
   }
+
+  // The next one leaves, as the forwarding thread announces it.
+  static void Announce(SourceKind kind) { HandOver(kind, gClientConfig, 0.0).Announce(9); }
 
   const SourceKind kind_;
   const std::uint32_t now_ = static_cast<std::uint32_t>(TakeMonotonicClock().now.tv_sec);
   KindSendFlags& watched_ = CloudConnectSendFlags[kWatched[kind_]];
-  ByteFlag& retry_ = CloudConnectSendFlags[kind_].gui8_SendDCDBRecordRetryFlags;
+  SendFlag<kRetryDue>& retry_ = CloudConnectSendFlags[kind_].gui8_SendDCDBRecordRetryFlags;
 };
 
 class EachKindInterleaving : public Interleaving, public ::testing::WithParamInterface<SourceKind> {
@@ -142,13 +165,38 @@ TEST_P(EachKindInterleaving, AReleaseBehindTheLookAtItsTimeStaysInForceForTheNex
 TEST_P(EachKindInterleaving, ARecordThatLeavesBehindTheReadingOfTheClockIsNotTakenForAnOldOne) {
   LetTheLastOneBeConfirmed();
   meanwhile.afterClock = [this](const timespec& now) {
-    Announce(static_cast<std::uint32_t>(now.tv_sec) + 1);
+    Announce(kWatched[kind_]);
+    watched_.gui32_LastDCDBRecordSentTime = static_cast<std::uint32_t>(now.tv_sec) + 1;
   };
   CapturedOutput output;
   RunRetryTimers(kind_, WatchedClock);
   output.Out();
   EXPECT_FALSE(meanwhile.afterClock);
   EXPECT_EQ(int{retry_}, 0);
+}
+
+// The timer has seen all that it decides by: the record before has waited too long. The flag would send the
+// new one again at once.
+TEST_P(EachKindInterleaving, ARetryThatWasDecidedBeforeARecordLeavesIsNotSetForIt) {
+  LetTheLastOneWait();
+  meanwhile.afterClock = [this](const timespec& /*now*/) { Announce(kind_); };
+  CapturedOutput output;
+  RunRetryTimers(kind_, WatchedClock);
+  output.Out();
+  EXPECT_FALSE(meanwhile.afterClock);
+  EXPECT_EQ(int{retry_}, 0);
+}
+
+// A flag that another thread sets meanwhile is no new record.
+TEST_P(EachKindInterleaving, ARetryIsSetBesideASendThatIsAskedForMeanwhile) {
+  LetTheLastOneWait();
+  KindSendFlags& flags = CloudConnectSendFlags[kind_];
+  meanwhile.afterClock = [&flags](const timespec& /*now*/) { flags.gui8_SendDCDBRecordFlags = 1; };
+  CapturedOutput output;
+  RunRetryTimers(kind_, WatchedClock);
+  output.Out();
+  EXPECT_EQ(int{retry_}, 1);
+  EXPECT_EQ(int{flags.gui8_SendDCDBRecordFlags}, 1);
 }
 
 // At any moment: over and over, with an announcement that interrupts the timer. It reads the clock last; so
@@ -160,7 +208,7 @@ TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOn
   long delay = 1000;
   int before = 0;
   int retries = 0;
-  Interruption interruption([this] { Announce(now_); });
+  Interruption interruption([] { Announce(AIO); });
   CapturedOutput output;
   for (int run = 0; run < kRuns; ++run) {
     LetTheLastOneBeConfirmed();
@@ -178,6 +226,38 @@ TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOn
   EXPECT_EQ(retries, 0);
   EXPECT_GT(before, 0);
   EXPECT_LT(before, kRuns);
+}
+
+// Record 5 is confirmed while 6 is announced, over and over, at a moment that keeps to the one at which the
+// confirmation takes effect: sooner when it did, later when it did not. Before, it must not release 6;
+// behind, 6 uses the release up. Number 6 waits for its own confirmation in the end.
+TEST_F(TimerInterleaving, AConfirmationNeverReleasesTheRecordThatIsAnnouncedMeanwhile) {
+  constexpr int kRuns = 3000;
+  constexpr long kStep = 50;  // nanoseconds
+  MakeTable(AIO);
+  AddRow(AIO, 5, "0", "time");
+  long delay = 1000;
+  int effective = 0;
+  int released = 0;
+  Interruption interruption([] { HandOver(AIO, gClientConfig, -1.0).Announce(6); });
+  CapturedOutput output;
+  for (int run = 0; run < kRuns; ++run) {
+    watched_.word.Set(kFirstSent);
+    watched_.word.Clear(kRetryDue | kSendWanted | kSendUnsent);
+    watched_.gi32_LastSentDCDBRecordNum = 5;
+    watched_.gui8_NoDCDBRecordsToPublish = 1;
+    behindTheUpdate = [&] { interruption.In(delay); };
+    ApplyConfirmation({SubscribeTopic(10), "X,time,5,1,time"});
+    Interruption::Await();
+    const bool early = watched_.gui8_NoDCDBRecordsToPublish == 0;
+    effective += early ? 1 : 0;
+    delay = std::max(delay + (early ? -kStep : kStep), 1L);
+    released += watched_.gui8_SendUnsentDCDBRecord;
+  }
+  output.Out();
+  EXPECT_EQ(released, 0);
+  EXPECT_GT(effective, 0);
+  EXPECT_LT(effective, kRuns);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EachKindInterleaving, ::testing::ValuesIn(kAllKinds), KindName());

@@ -1,7 +1,9 @@
 // Reading the oldest unsent record and handing it over.
 
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/ReadRecords.h"
@@ -71,6 +73,18 @@ class ReadTest : public KindTest {
       at = comma == std::string::npos ? comma : comma + 1;
     }
     return lines;
+  }
+
+  // As the network thread does it.
+  void Confirm(int number) {
+    Main().DataCollectorDBUpdate[kind_] = {};
+    Main().DataCollectorDBUpdate[kind_].i32_RecordNum = number;
+    Main().DataCollectorDBUpdate[kind_].i32_TxStatus = 1;
+    for (const auto& row :
+         Select(kind_, "RecordReadTime", "WHERE RecordNumber = " + std::to_string(number))) {
+      Main().DataCollectorDBUpdate[kind_].i8_RecordReadTimeStamp.Assign(row[0]);
+    }
+    Update(kind_);
   }
 
   const std::string function_;
@@ -302,6 +316,61 @@ TEST_P(ReadTest, ALockedDatabaseIsAFailureAndAPreparedCommitIsNot) {
   }
   const LockHolder writer(Path(kind_), LockHolder::Lock::Reserved);
   EXPECT_EQ(ReadOne().result, 1);
+}
+
+// A retry has read its record when the confirmation is written into the row.
+class OvertakenHandOver : public RecordingHandOver {
+ public:
+  explicit OvertakenHandOver(std::function<void(std::int32_t)> meanwhile)
+      : meanwhile_(std::move(meanwhile)) {}
+  void Announce(std::int32_t recordNumber) override {
+    RecordingHandOver::Announce(recordNumber);
+    meanwhile_(recordNumber);
+  }
+
+ private:
+  std::function<void(std::int32_t)> meanwhile_;
+};
+
+TEST_P(ReadTest, ARecordThatIsConfirmedBehindItsReadingGivesWayToTheNext) {
+  MakeRows(2);
+  OvertakenHandOver overtaken([&](std::int32_t number) {
+    if (number == 1) {
+      Confirm(1);
+    }
+  });
+  const Outcome outcome = ReadOne(overtaken);
+  EXPECT_EQ(outcome.result, 2);
+  EXPECT_EQ(overtaken.calls, (Calls{"announce 1", "recall", "announce 2", "publish on " + Topic()}));
+  ASSERT_EQ(overtaken.packets.size(), 1U);
+  EXPECT_NE(overtaken.packets[0].find(",2,7,"), std::string::npos) << overtaken.packets[0];
+  EXPECT_EQ(CountOf("DBRecord number 1 published successfully", outcome.out), 0U);
+  EXPECT_EQ(CountOf("DBRecord number 2 published successfully", outcome.out), 1U);
+}
+
+TEST_P(ReadTest, TheLastRecordThatIsConfirmedBehindItsReadingLeavesNothingToSend) {
+  MakeRows(1);
+  OvertakenHandOver overtaken([&](std::int32_t /*number*/) { Confirm(1); });
+  EXPECT_EQ(ReadOne(overtaken).result, 0);
+  EXPECT_EQ(overtaken.calls, (Calls{"announce 1", "recall"}));
+}
+
+TEST_P(ReadTest, AConfirmationOfAnotherKindIsNoReasonToLookAgain) {
+  MakeRows(1);
+  const SourceKind other = kind_ == SNMP ? AIO : static_cast<SourceKind>(kind_ + 1);
+  MakeTable(other);
+  OvertakenHandOver overtaken([&](std::int32_t /*number*/) { Update(other); });
+  EXPECT_EQ(ReadOne(overtaken).result, 1);
+  EXPECT_EQ(overtaken.calls, (Calls{"announce 1", "publish on " + Topic()}));
+}
+
+// Of confirmations that fit no row, say.
+TEST_P(ReadTest, AStormOfConfirmationsDoesNotHoldARecordUpForEver) {
+  MakeRows(1);
+  OvertakenHandOver overtaken([&](std::int32_t /*number*/) { Confirm(77); });
+  EXPECT_EQ(ReadOne(overtaken).result, 1);
+  EXPECT_EQ(overtaken.calls.size(), 16U);  // announced eight times, recalled in between, published
+  EXPECT_EQ(overtaken.calls.back(), "publish on " + Topic());
 }
 
 // Names of the control file say where.

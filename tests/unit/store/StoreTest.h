@@ -78,6 +78,7 @@ class RecordingHandOver : public RecordHandOver {
     return accepts_;
   }
   void Withdraw() override { calls.emplace_back("withdraw"); }
+  void Recall() override { calls.emplace_back("recall"); }
 
   std::vector<std::string> calls;
   std::vector<std::string> packets;

@@ -42,6 +42,7 @@ class NotedHandOver final : public RecordHandOver {
     return accept_;
   }
   void Withdraw() override { calls_ += "withdraw" + Verdict(); }
+  void Recall() override { calls_ += "recall" + Verdict(); }
 
   const std::string& Calls() const { return calls_; }
 
@@ -155,7 +156,7 @@ TEST_P(HandOverSteps, TheAnnouncementCarriesTheTimeOfTheSending) {
 
 TEST_P(HandOverSteps, OnlyAioLeavesTheSendGateOpen) {
   handOver_.Announce(9);
-  EXPECT_EQ(gi32_HTTPThreadSendFlag, kind_ == AIO ? 1 : 0);
+  EXPECT_EQ(gi32_HTTPThreadSendFlag == kGateOpen, kind_ == AIO);
 }
 
 TEST_P(HandOverSteps, AGateThatAMessageHasOpenedSinceStaysOpen) {
@@ -171,6 +172,56 @@ TEST_P(HandOverSteps, AGateThatWasClosedIsClosedAgain) {
   handOver_.Announce(9);
   handOver_.Withdraw();
   EXPECT_EQ(gi32_HTTPThreadSendFlag, 0);
+}
+
+// Ingestion closes the gate while the packet is on its way to being refused.
+TEST_P(HandOverSteps, AGateThatIngestionHasClosedSinceIsNotOpened) {
+  handOver_.Announce(9);
+  gi32_HTTPThreadSendFlag = 0;
+  handOver_.Withdraw();
+  EXPECT_EQ(gi32_HTTPThreadSendFlag, 0);
+}
+
+TEST_P(HandOverSteps, AnAnnouncementIsCounted) {
+  const std::uint32_t before = flags_.word.Load();
+  handOver_.Announce(9);
+  EXPECT_FALSE(flags_.word.SetSince(before, kRetryDue | kSendUnsent | kSendWanted));
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordRetryFlags, 0);
+  EXPECT_EQ(flags_.gui8_SendUnsentDCDBRecord, 0);
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordFlags, 0);
+}
+
+// What was decided while the record was announced is not about the one that stands again.
+TEST_P(HandOverSteps, TakingAnAnnouncementBackIsCountedToo) {
+  handOver_.Announce(9);
+  const std::uint32_t announced = flags_.word.Load();
+  handOver_.Recall();
+  EXPECT_FALSE(flags_.word.SetSince(announced, kSendWanted));
+}
+
+TEST_P(HandOverSteps, ARecalledAnnouncementLeavesNothingBehind) {
+  handOver_.Announce(9);
+  handOver_.Recall();
+  EXPECT_EQ(flags_.gi32_LastSentDCDBRecordNum, 8);
+  EXPECT_EQ(flags_.gui32_LastDCDBRecordSentTime, 77U);
+  EXPECT_EQ(flags_.gui8_SendUnsentDCDBRecord, 1);
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordRetryFlags, 1);
+  EXPECT_EQ(flags_.gui8_FirstDCDBRecordSent, 0);
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordFlags, 1);
+  EXPECT_EQ(gi32_HTTPThreadSendFlag, kGateOpen);
+}
+
+// A confirmation, or the timer, that came in between.
+TEST_P(HandOverSteps, WhatWasSetSinceAnAnnouncementStaysWhenItIsRecalled) {
+  flags_.gui8_SendUnsentDCDBRecord = 0;
+  flags_.gui8_SendDCDBRecordRetryFlags = 0;
+  flags_.gui8_SendDCDBRecordFlags = 0;
+  handOver_.Announce(9);
+  flags_.word.Set(kSendUnsent | kSendWanted | kRetryDue);
+  handOver_.Recall();
+  EXPECT_EQ(flags_.gui8_SendUnsentDCDBRecord, 1);
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordFlags, 1);
+  EXPECT_EQ(flags_.gui8_SendDCDBRecordRetryFlags, 1);
 }
 
 TEST_P(HandOverSteps, OnlyMetersTakeTheirAnnouncementBack) {

@@ -124,17 +124,6 @@ TEST_P(SenderGate, TheMetersAskForTheNextRecordEvenWhileTheWanIsDown) {
   EXPECT_EQ(flags_.gui8_SendUnsentDCDBRecord, kind_ >= RS485 ? 1 : 0);
 }
 
-TEST_P(SenderGate, ARetryFlagOfAnotherValueThanOneForcesNothing) {
-  flags_.gui8_FirstDCDBRecordSent = 1;
-  flags_.gui8_SendDCDBRecordRetryFlags = 2;
-  EXPECT_EQ(Send(), Traced(Entry(1, 1, 1, 2) + (kind_ >= RS485 ? Nothing() : "")));
-}
-
-TEST_P(SenderGate, AFirstRecordByteOfAnotherValueThanOneCountsAsSent) {
-  flags_.gui8_FirstDCDBRecordSent = 2;
-  EXPECT_EQ(Send(), Traced(Entry(1, 2, 1, 0) + (kind_ >= RS485 ? Nothing() : "")));
-}
-
 INSTANTIATE_TEST_SUITE_P(Kinds, SenderGate, ::testing::ValuesIn(kAllKinds), KindName());
 
 }  // namespace
