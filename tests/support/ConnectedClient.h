@@ -10,6 +10,7 @@
 #include "mqtt/client/ClientConfig.h"
 #include "mqtt/client/ClientWrappers.h"
 #include "support/CaptureOutput.h"
+#include "support/EndConnection.h"
 #include "support/Texts.h"
 
 namespace datacollector {
@@ -33,8 +34,7 @@ class ConnectedClient {
     keeper_.request_stop();
     keeper_.join();
     CapturedOutput output;
-    mosquitto_disconnect(cfg_.mosq);
-    mosquitto_loop_stop(cfg_.mosq, true);
+    EndConnection(cfg_.mosq);
     Mosquitto_Cleanup(cfg_);
     cfg_.status = 0;
     cfg_.connected = false;

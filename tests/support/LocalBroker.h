@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/EndConnection.h"
 #include "support/Texts.h"
 
 namespace datacollector {
@@ -93,8 +94,7 @@ class Listener {
     EXPECT_TRUE(WaitForSubscriptions(1));
   }
   ~Listener() {
-    mosquitto_disconnect(client_);
-    mosquitto_loop_stop(client_, true);
+    EndConnection(client_);
     mosquitto_destroy(client_);
     mosquitto_lib_cleanup();
   }

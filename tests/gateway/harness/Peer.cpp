@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "support/EndConnection.h"
+
 namespace datacollector::gateway {
 namespace {
 
@@ -32,8 +34,7 @@ Peer::Peer(std::vector<std::string> topics, Handler handler)
 }
 
 Peer::~Peer() {
-  mosquitto_disconnect(client_);
-  mosquitto_loop_stop(client_, true);
+  EndConnection(client_);
   mosquitto_destroy(client_);
 }
 

@@ -16,6 +16,7 @@
 #include "mqtt/client/mosq_DataCollector_sub_client.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
+#include "support/EndConnection.h"
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
 #include "unit/mqtt/client/BareClient.h"
@@ -129,8 +130,7 @@ TEST_F(Client, AFailedAttemptIsRepeatedOnTheSameClient) {
   EXPECT_EQ(mosquitto_client_connect(*cfg_), 0);
   EXPECT_EQ(cfg_->mosq, client);
   EXPECT_TRUE(WaitUntil([this] { return cfg_->status == STATUS_CONNACK_RECVD; }));
-  mosquitto_disconnect(client);
-  mosquitto_loop_stop(client, true);
+  EndConnection(client);
 }
 
 TEST_F(Client, AnInvalidTopicEndsTheStart) {
@@ -174,6 +174,7 @@ TEST_F(Client, AStartConnectsAndSubscribesAndAnEndReleasesEverything) {
   ASSERT_EQ(Mosquitto_Initialization(*cfg_), 0);
   EXPECT_TRUE(WaitUntil([&] { return output.OutSoFar().find("Subscribed (mid: ") != std::string::npos; }))
       << output.OutSoFar();
+  EndConnection(cfg_->mosq);  // what was subscribed may still be on its way out of its callback
   Mosquitto_Cleanup(*cfg_);
   EXPECT_EQ(cfg_->mosq, nullptr);
   EXPECT_EQ(cfg_->id, nullptr);
@@ -215,8 +216,7 @@ class ClientThatHearsItself : public Client {
     for (const char* text : awaited) {
       EXPECT_TRUE(WaitUntil([&] { return output.OutSoFar().find(text) != std::string::npos; })) << text;
     }
-    mosquitto_disconnect(cfg_->mosq);
-    mosquitto_loop_stop(cfg_->mosq, true);
+    EndConnection(cfg_->mosq);
     ReleaseLastMessage(*cfg_);
     return output.Out();
   }
