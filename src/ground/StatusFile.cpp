@@ -1,11 +1,12 @@
 #include "ground/StatusFile.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <new>
 
@@ -14,8 +15,8 @@
 namespace datacollector {
 namespace {
 
-StatusRecord ownRecord;
-StatusRecord* current = &ownRecord;  // set by OpenStatusFile, before any other thread exists
+StatusRecord record;
+int file = -1;  // set by OpenStatusFile, before any other thread exists, and open until the process ends
 
 std::uint32_t Seconds(clockid_t clock) {
   timespec now{};
@@ -25,104 +26,117 @@ std::uint32_t Seconds(clockid_t clock) {
 
 std::uint32_t Now() { return Seconds(CLOCK_REALTIME); }
 
-// A file of this process's own, so that nobody can have laid a link or a pipe in its place. Its bytes are
-// written before they are mapped: on a full file system the first store to the map would end the process.
-StatusRecord* MapNewFile(const char* path) {
+// False on a full file system, which only costs a reader its figures.
+bool WriteAt(std::size_t place, const void* bytes, std::size_t count) {
+  return ::pwrite(file, bytes, count, static_cast<off_t>(place)) == static_cast<ssize_t>(count);
+}
+
+// Every figure has one writer at a time.
+void Set(StatusWord& figure, std::uint32_t value) {
+  figure.store(value, std::memory_order_relaxed);
+  if (file >= 0) {
+    const auto place = reinterpret_cast<std::uintptr_t>(&figure) - reinterpret_cast<std::uintptr_t>(&record);
+    WriteAt(place, &value, sizeof value);
+  }
+}
+
+void Count(StatusWord& figure, std::uint32_t more = 1) { Set(figure, figure + more); }
+
+void CountWithTime(StatusWord& figure, StatusWord& time, std::uint32_t more = 1) {
+  Count(figure, more);
+  Set(time, Now());
+}
+
+// The whole record, word by word: other threads go on counting.
+bool WriteRecord() {
+  std::array<std::uint32_t, sizeof(StatusRecord) / sizeof(StatusWord)> words{};
+  const auto* figures = reinterpret_cast<const StatusWord*>(&record);
+  for (std::size_t index = 0; index < words.size(); ++index) {
+    words[index] = figures[index].load(std::memory_order_relaxed);
+  }
+  return WriteAt(0, words.data(), sizeof words);
+}
+
+bool IsCutShort() {
+  struct stat status {};
+  return file >= 0 && ::fstat(file, &status) == 0 && status.st_size < static_cast<off_t>(sizeof record);
+}
+
+// A file of this process's own, so that nobody can have laid a link or a pipe in its place.
+void MakeFile(const char* path) {
   ::unlink(path);
-  const int descriptor = ::open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-  if (descriptor < 0) {
-    return nullptr;
-  }
-  static constexpr std::array<char, sizeof(StatusRecord)> kZeroes{};
-  void* memory = MAP_FAILED;
-  if (::write(descriptor, kZeroes.data(), kZeroes.size()) == static_cast<ssize_t>(kZeroes.size())) {
-    memory = ::mmap(nullptr, sizeof(StatusRecord), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  }
-  ::close(descriptor);
-  if (memory == MAP_FAILED) {
+  file = ::open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (file >= 0 && !WriteRecord()) {
     ::unlink(path);
-    return nullptr;
+    ::close(file);
+    file = -1;
   }
-  return new (memory) StatusRecord();
-}
-
-// Every figure has one writer at a time, so a load and a store are enough.
-void Count(StatusWord& figure) {
-  figure.store(figure.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-}
-
-void CountWithTime(StatusWord& figure, StatusWord& time) {
-  Count(figure);
-  time.store(Now(), std::memory_order_relaxed);
 }
 
 }  // namespace
 
 void OpenStatusFile(const char* path) {
-  if (StatusRecord* mapped = MapNewFile(path)) {
-    current = mapped;
-  }
-  current->layout = kStatusLayout;
-  current->size = sizeof(StatusRecord);
-  current->pid = static_cast<std::uint32_t>(::getpid());
-  current->startedWall = Now();
-  current->startedMonotonic = Seconds(CLOCK_MONOTONIC);
-  std::snprintf(current->version.data(), current->version.size(), "%s", kVersion);
-  current->magic.store(kStatusMagic, std::memory_order_release);
+  new (&record) StatusRecord();
+  record.layout = kStatusLayout;
+  record.size = sizeof(StatusRecord);
+  record.pid = static_cast<std::uint32_t>(::getpid());
+  record.startedWall = Now();
+  record.startedMonotonic = Seconds(CLOCK_MONOTONIC);
+  std::snprintf(record.version.data(), record.version.size(), "%s", kVersion);
+  MakeFile(path);
+  Set(record.magic, kStatusMagic);
 }
 
 void SetConfigurationDigest(std::uint64_t digest) {
-  current->digest[0] = static_cast<std::uint32_t>(digest >> 32U);
-  current->digest[1] = static_cast<std::uint32_t>(digest);
+  Set(record.digest[0], static_cast<std::uint32_t>(digest >> 32U));
+  Set(record.digest[1], static_cast<std::uint32_t>(digest));
 }
 
 void Heartbeat(ThreadId thread) {
-  HeartbeatFigures& figures = current->threads[thread];
-  figures.monotonic.store(Seconds(CLOCK_MONOTONIC), std::memory_order_relaxed);
-  figures.wall.store(Now(), std::memory_order_relaxed);
+  Set(record.threads[thread].monotonic, Seconds(CLOCK_MONOTONIC));
+  Set(record.threads[thread].wall, Now());
+  if (thread == kMainThread && IsCutShort()) {
+    WriteRecord();
+  }
 }
 
 void RecordConnection(bool connected) {
-  current->connected.store(connected ? 1 : 0, std::memory_order_relaxed);
-  current->connectedChanged.store(Now(), std::memory_order_relaxed);
+  Set(record.connected, connected ? 1 : 0);
+  Set(record.connectedChanged, Now());
 }
 
 void RecordForwarding(bool gateOpen, bool wanUp) {
   Heartbeat(kForwardingThread);
-  current->gate.store(gateOpen ? 1 : 0, std::memory_order_relaxed);
-  current->wanUp.store(wanUp ? 1 : 0, std::memory_order_relaxed);
+  Set(record.gate, gateOpen ? 1 : 0);
+  Set(record.wanUp, wanUp ? 1 : 0);
 }
 
-void CountStored(SourceKind kind) {
-  CountWithTime(current->kinds[kind].stored, current->kinds[kind].storedAt);
-}
+void CountStored(SourceKind kind) { CountWithTime(record.kinds[kind].stored, record.kinds[kind].storedAt); }
 
 void CountRefused(SourceKind kind) {
-  CountWithTime(current->kinds[kind].refused, current->kinds[kind].refusedAt);
+  CountWithTime(record.kinds[kind].refused, record.kinds[kind].refusedAt);
 }
 
 void CountHandedOver(SourceKind kind, std::int32_t recordNumber) {
-  KindFigures& figures = current->kinds[kind];
+  KindFigures& figures = record.kinds[kind];
   const auto number = static_cast<std::uint32_t>(recordNumber);
   Count(figures.handedOver);
-  if (figures.lastHandedOver.exchange(number, std::memory_order_relaxed) == number) {
+  if (figures.lastHandedOver == number) {
     Count(figures.repeated);
   }
+  Set(figures.lastHandedOver, number);
 }
 
 void CountConfirmed(SourceKind kind) {
-  CountWithTime(current->kinds[kind].confirmed, current->kinds[kind].confirmedAt);
+  CountWithTime(record.kinds[kind].confirmed, record.kinds[kind].confirmedAt);
 }
 
-void CountMisfit(SourceKind kind) {
-  CountWithTime(current->kinds[kind].misfit, current->kinds[kind].misfitAt);
-}
+void CountMisfit(SourceKind kind) { CountWithTime(record.kinds[kind].misfit, record.kinds[kind].misfitAt); }
 
 void CountEvicted(SourceKind kind, std::uint32_t rows) {
-  current->kinds[kind].evicted.fetch_add(rows, std::memory_order_relaxed);
-  current->kinds[kind].evictedAt.store(Now(), std::memory_order_relaxed);
+  CountWithTime(record.kinds[kind].evicted, record.kinds[kind].evictedAt, rows);
 }
 
-const StatusRecord& CurrentStatus() { return *current; }
+const StatusRecord& CurrentStatus() { return record; }
 
 }  // namespace datacollector

@@ -1,8 +1,9 @@
-// The figures that only the running daemon knows, in a small file in memory that other programs map and read.
+// The figures that only the running daemon knows, in a small file in memory that other programs map or read.
 //
-// The file is made anew at start. Where it can't be made the figures go to a record of the process's own, and
-// nothing else changes. Every function here may be called from any thread and does nothing but store to
-// memory, but for OpenStatusFile.
+// The file is made anew at start. They are counted in a record of the process's own, and each that changes is
+// written into its place in the file: a store to a mapping would end the process once another program has cut
+// the file short. Where the file can't be made or written nothing else changes. Every function but
+// OpenStatusFile may be called from any thread.
 #pragma once
 
 #include <array>
@@ -79,6 +80,7 @@ void OpenStatusFile(const char* path = kStatusFile);
 // The configuration's digest, once it has been read. Main thread.
 void SetConfigurationDigest(std::uint64_t digest);
 
+// The main thread's also makes a file whole again that has been cut short.
 void Heartbeat(ThreadId thread);
 void RecordConnection(bool connected);
 void RecordForwarding(bool gateOpen, bool wanUp);
@@ -90,7 +92,7 @@ void CountConfirmed(SourceKind kind);
 void CountMisfit(SourceKind kind);
 void CountEvicted(SourceKind kind, std::uint32_t rows);
 
-// The record in use: the file's or the process's own.
+// The record that the figures are counted in.
 const StatusRecord& CurrentStatus();
 
 }  // namespace datacollector

@@ -99,6 +99,13 @@ TEST_F(FiguresTest, ATemperatureAlarmIsNoRefusedMeterRecord) {
   EXPECT_EQ(Read().kinds[RS485].refused, 0U);
 }
 
+TEST_F(FiguresTest, AFileThatSomebodyCutsShortEndsNothing) {
+  Start();
+  std::filesystem::resize_file(kStatusFile, 0);
+  Deliver("IOModule/AIO/Record", "no literals");
+  EXPECT_EQ(Read().kinds[AIO].refused, 1U);
+}
+
 TEST_F(FiguresTest, VersionAndConfigurationAreSaidAtStart) {
   Start();
   const std::string said = "DataCollector " DATACOLLECTOR_VERSION ", configuration ";

@@ -107,6 +107,20 @@ TEST(StatusFileTest, EachStartMakesTheFileAnewAndLeavesWhatALinkInItsPlacePoints
   EXPECT_EQ(text, "kept");
 }
 
+TEST(StatusFileTest, AFileThatIsCutShortCostsNothingAndIsWholeAgainAtTheNextBeat) {
+  OpenStatusFile(kPath);
+  CountStored(AIO);
+  ASSERT_EQ(::truncate(kPath, 0), 0);
+  CountStored(AIO);
+  CountRefused(SNMP);
+  Heartbeat(kMainThread);
+  const MappedStatus file;
+  ASSERT_TRUE(IsStatusRecord(file.Record(), file.Bytes()));
+  EXPECT_EQ(file.Record().kinds[AIO].stored, 2U);
+  EXPECT_EQ(file.Record().kinds[SNMP].refused, 1U);
+  EXPECT_STREQ(file.Record().version.data(), kVersion);
+}
+
 TEST(StatusFileTest, WithoutAFileTheFiguresAreCountedAllTheSame) {
   OpenStatusFile("/tmp/no/such/folder/figures");
   CountStored(TEMPERATURE);
