@@ -57,8 +57,8 @@ void PrintManual(std::span<const Command* const> commands) {
       "repair a gateway\n.SH SYNOPSIS\n",
       kVersion);
   for (const Command* command : commands) {
-    std::printf(".B datacollectorctl %s\n%s\n[OPTION...]\n.br\n", command->name,
-                Roff(command->operands).c_str());
+    std::printf(".B datacollectorctl %s\n%s%s[OPTION...]\n.br\n", command->name,
+                Roff(command->operands).c_str(), command->operands[0] == '\0' ? "" : "\n");
   }
   for (const Command* command : commands) {
     std::printf(".SH %s\n%s.\n", command->name, Roff(command->summary).c_str());
@@ -78,6 +78,7 @@ void PrintManual(std::span<const Command* const> commands) {
     PrintItem(row.code,
               std::string(WordOf(row.severity)) + ": " + row.meaning + " Remedy: " + row.remedy + ".");
   }
+  std::printf(".SH SEE ALSO\n.BR DataCollector (5),\n.BR DataCollector (8)\n");
 }
 
 }  // namespace datacollector::ctl

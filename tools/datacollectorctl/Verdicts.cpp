@@ -159,7 +159,7 @@ constexpr std::array<KindRule, 8> kKindRules = {{
      IsUncounted},
     {{"destroying", Severity::Error, "Every new record destroys an unsent one.",
       "restore the WAN or the HTTP Send App, or raise <P>MaxRowsCount and run datacollectorctl repair "
-      "<kind> --renumber"},
+      "<kind> --renumber --apply"},
      IsDestroying},
     {{"loss-soon", Severity::Warning, "An unsent record will be destroyed within a day.",
       "restore the WAN or the HTTP Send App"},
