@@ -9,25 +9,35 @@ install(PROGRAMS gateway/DatabaseInterface.sh DESTINATION ${CMAKE_INSTALL_BINDIR
 install(DIRECTORY gateway/Config/root/ DESTINATION ${share}/common COMPONENT daemon
   PATTERN DataCollectorAppComponent EXCLUDE)
 install(DIRECTORY gateway/Config/root/${own}/ DESTINATION ${share}/own COMPONENT daemon)
-# install_manual(<page> <section> <component>), compressed where gzip is there. Without a time stamp, so that two builds
-# agree.
+# install_manual(<file> <component>), compressed where gzip is there. Without a time stamp, so that two builds agree.
 find_program(GZIP gzip)
-function(install_manual page section component)
-  set(file ${CMAKE_CURRENT_SOURCE_DIR}/packaging/man/${page}.${section})
+function(install_manual file component)
+  cmake_path(GET file FILENAME page)
+  cmake_path(GET file EXTENSION LAST_ONLY section)
+  string(SUBSTRING ${section} 1 -1 section)
   if(GZIP)
-    execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/${page}.${section}.gz)
-    set(file ${CMAKE_CURRENT_BINARY_DIR}/${page}.${section}.gz)
+    execute_process(COMMAND ${GZIP} -9nc ${file} OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/${page}.gz)
+    set(file ${CMAKE_CURRENT_BINARY_DIR}/${page}.gz)
   endif()
   install(FILES ${file} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
 endfunction()
-install_manual(DataCollector 8 daemon)
-install_manual(DatabaseInterface.sh 8 daemon)
-install_manual(gateway-sim 1 tools)
+set(man ${CMAKE_CURRENT_SOURCE_DIR}/packaging/man)
+install_manual(${man}/DataCollector.8 daemon)
+install_manual(${man}/DatabaseInterface.sh.8 daemon)
+install_manual(${man}/gateway-sim.1 tools)
+install_manual(${man}/datacollectorctl.1 tools)
+# The configuration's manual is its page of the documentation.
+set(configuration_page ${CMAKE_CURRENT_SOURCE_DIR}/docs/configuration.md)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${configuration_page} ${man}/page-to-manual.awk)
+execute_process(COMMAND awk -v name=DataCollector -v section=5 -v version=${PROJECT_VERSION}
+  -v "summary=configuration files of DataCollector" -f ${man}/page-to-manual.awk ${configuration_page}
+  OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/DataCollector.5 RESULT_VARIABLE failed)
+if(NOT failed)
+  install_manual(${CMAKE_CURRENT_BINARY_DIR}/DataCollector.5 daemon)
+endif()
 
 install(TARGETS gateway-sim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-if(TARGET datacollectorctl)
-  install(TARGETS datacollectorctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-endif()
+install(TARGETS datacollectorctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 
 # The stacks of threads are executable on MIPS, which the rule would forbid.
 set(DATACOLLECTOR_MEMORY_RULE "MemoryDenyWriteExecute=yes")

@@ -44,9 +44,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
   ${debian}/postinst ${debian}/prerm ${debian}/postrm ${CMAKE_CURRENT_BINARY_DIR}/conffiles)
 
 # What Debian expects of every package.
-install(FILES LICENSE DESTINATION share/doc/datacollector RENAME copyright COMPONENT services)
+install(FILES packaging/debian/copyright DESTINATION share/doc/datacollector COMPONENT services)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian
-  "datacollector (${PROJECT_VERSION}-1) unstable; urgency=medium\n\n  * Initial release, see CHANGELOG.md. (Closes: #0)\n\n"
+  "datacollector (${PROJECT_VERSION}-1) unstable; urgency=medium\n\n  * See CHANGELOG.md.\n\n"
   " -- DataCollector contributors <datacollector@example.org>  Fri, 20 Nov 2026 00:00:00 +0000\n")
 if(GZIP)
   execute_process(COMMAND ${GZIP} -9nkf changelog.Debian WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})

@@ -41,11 +41,14 @@ linked() {
 
 for architecture in "$@"; do
   echo "release.sh: $architecture"
-  preset=$architecture
-  [ "$architecture" != amd64 ] || preset=gateway
-  [ "$architecture" = amd64 ] || scripts/make-sysroot.sh "$architecture"
   build=$work/$architecture
-  cmake -S "$source" --preset "$preset" -B "$build" -DGATEWAY_SYSROOT="$PWD/build/sysroot/$architecture" >"$work/log"
+  if [ "$architecture" = amd64 ]; then
+    cmake -S "$source" --preset gateway -B "$build" >"$work/log"
+  else
+    scripts/make-sysroot.sh "$architecture"
+    cmake -S "$source" --preset "$architecture" -B "$build" -DGATEWAY_SYSROOT="$PWD/build/sysroot/$architecture" \
+      >"$work/log"
+  fi
   cmake --build "$build" >"$work/log" || {
     cat "$work/log" >&2
     exit 1
