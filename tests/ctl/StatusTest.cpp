@@ -35,6 +35,18 @@ TEST_F(CtlTest, AFullRingWhoseOldestRowIsUnsentIsCritical) {
   EXPECT_TRUE(result.Names("[destroying]")) << result.text;
 }
 
+TEST_F(CtlTest, ARecordThatWaitsForItsConfirmationIsNoBacklog) {
+  FillAio(60, 1, 1000);
+  const std::string times =
+      "UPDATE AIO_table SET RecordReadTime = datetime('now', 'localtime', ((RecordNumber - ";
+  Sql(kAioDatabase, times + "60) * 60) || ' seconds')");
+  EXPECT_TRUE(Ctl("status --json --kind aio").Names("\"time_until_loss_seconds\":60"))
+      << "a thousand minutes";
+  EXPECT_FALSE(Ctl("status --kind aio").Names("[loss-soon]"));
+  Sql(kAioDatabase, times + "80) * 60) || ' seconds')");
+  EXPECT_TRUE(Ctl("status --kind aio").Names("[loss-soon]"));
+}
+
 TEST_F(CtlTest, LookingLeavesNothingBehindAndReadsTheLogOfADatabaseThatNobodyHasOpen) {
   Sql(kAioDatabase, "PRAGMA journal_mode = WAL");
   FillAio(5, 2, 1000);

@@ -1,7 +1,9 @@
 // The status as one page: no scripts, nothing from elsewhere, readable on a telephone, in light and dark.
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <vector>
 
 #include "StatusForms.h"
 #include "ground/KindShape.h"
@@ -34,6 +36,7 @@ svg{display:block;width:100%;height:auto}
 
 constexpr int kGraphWidth = 300;
 constexpr int kGraphHeight = 80;
+constexpr std::int64_t kLeastBacklog = 10;
 
 std::string Escaped(const std::string& text) {
   std::string escaped;
@@ -94,27 +97,34 @@ std::string FillBar(const KindStatus& kind) {
          std::to_string(filled) + R"(" height="8"/></svg>)" + "\n";
 }
 
-// The unsent records over the time that the newest rows cover, in steps.
+// The unsent records over the time that the newest rows cover, in steps: the most of each point of the width.
+// A record that is on its way is no backlog, so that the height is that of a few at least.
 std::string BacklogGraph(const KindStatus& kind, std::int64_t now) {
   if (kind.backlog.size() < 2) {
     return Element("p class=dim", "no history yet");
   }
   const std::int64_t start = kind.backlog.front()[0];
   const std::int64_t span = std::max<std::int64_t>(now - start, 1);
-  std::int64_t highest = 1;
-  for (const auto& point : kind.backlog) {
-    highest = std::max(highest, point[1]);
+  const auto place = [&](std::int64_t moment) { return (moment - start) * kGraphWidth / span; };
+  std::int64_t highest = 0;
+  std::vector<std::array<std::int64_t, 2>> steps;  // place, backlog
+  for (const auto& [moment, backlog] : kind.backlog) {
+    if (steps.empty() || steps.back()[0] != place(moment)) {
+      steps.push_back({place(moment), backlog});
+    }
+    steps.back()[1] = std::max(steps.back()[1], backlog);
+    highest = std::max(highest, backlog);
   }
-  const auto x = [&](std::int64_t moment) { return std::to_string((moment - start) * kGraphWidth / span); };
+  const std::int64_t top = std::max(highest, kLeastBacklog);
   const auto y = [&](std::int64_t count) {
-    return std::to_string(kGraphHeight - 4 - count * (kGraphHeight - 8) / highest);
+    return std::to_string(kGraphHeight - 4 - count * (kGraphHeight - 8) / top);
   };
   std::string points;
   std::string level = y(0);
-  for (const auto& point : kind.backlog) {
-    points += x(point[0]) + "," + level + " ";
-    level = y(point[1]);
-    points += x(point[0]) + "," + level + " ";
+  for (const auto& [left, backlog] : steps) {
+    points += std::to_string(left) + "," + level + " ";
+    level = y(backlog);
+    points += std::to_string(left) + "," + level + " ";
   }
   points += std::to_string(kGraphWidth) + "," + level;
   const std::string size = std::to_string(kGraphWidth) + " " + std::to_string(kGraphHeight);

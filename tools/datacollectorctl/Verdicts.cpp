@@ -114,8 +114,15 @@ bool IsDestroying(const GatewayStatus&, const KindStatus& kind, std::string& rea
   return kind.recordsUntilLoss == 0;
 }
 
-bool IsSoonDestroying(const GatewayStatus&, const KindStatus& kind, std::string& reason) {
-  if (!kind.lossIn || kind.recordsUntilLoss == 0 || *kind.lossIn > kSoon) {
+// A record that has just come waits for its confirmation: no backlog while it is young and the ring mostly
+// free.
+bool IsBacklog(const GatewayStatus& status, const KindStatus& kind) {
+  return status.takenAt - kind.oldestUnsentAt.value_or(0) > kUnconfirmed ||
+         kind.recordsUntilLoss.value_or(0) * 2 < kind.limit.value_or(0);
+}
+
+bool IsSoonDestroying(const GatewayStatus& status, const KindStatus& kind, std::string& reason) {
+  if (!kind.lossIn || kind.recordsUntilLoss == 0 || *kind.lossIn > kSoon || !IsBacklog(status, kind)) {
     return false;
   }
   reason = "the first unsent record will be destroyed in " + SpanText(*kind.lossIn) + ", after " +
