@@ -138,11 +138,13 @@ std::string TimeText(std::int64_t moment) {
 std::string StatusText(const StatusView& view, std::size_t width) {
   const GatewayStatus& status = view.status;
   std::string text = Wrapped("DataCollector  " + DaemonLine(view), width);
-  text += "WAN " + WanWord(status) + ", broker " +
-          (!status.daemon.alive || !status.daemon.known ? "unknown"
-           : status.daemon.connected                    ? "connected"
-                                                        : "down") +
-          ", " + TimeText(status.takenAt) + "\n\n";
+  text += Wrapped("WAN " + WanWord(status) + ", broker " +
+                      (!status.daemon.alive || !status.daemon.known ? "unknown"
+                       : status.daemon.connected                    ? "connected"
+                                                                    : "down") +
+                      ", " + TimeText(status.takenAt),
+                  width) +
+          "\n";
   text += KindTable(view, width) + "\n";
   if (view.verdicts.empty()) {
     return text + "Nothing to report.\n";

@@ -1,6 +1,10 @@
 #include "Display.h"
 
+#include <sys/ioctl.h>
+
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -17,6 +21,63 @@ constexpr double kSecondsBetweenLines = 5.0;
 
 constexpr std::array<const char*, 6> kPhaseNames = {"connecting", "running",  "pausing",
                                                     "paused",     "settling", "ended"};
+
+// Without a trace nobody knows what is stored.
+std::string StoredText(const Ledger& ledger, const KindCounts& counts) {
+  return ledger.Traced() ? std::to_string(counts.stored) : "-";
+}
+
+// A column of the table, and the width of the terminal from which it is shown.
+struct Column {
+  const char* head;
+  const char* narrowHead;
+  std::size_t width;
+  std::size_t from;
+  std::string (*cell)(const Ledger&, const KindCounts&);
+};
+constexpr std::array<Column, 5> kColumns = {{
+    {"published", "publ", 10, 23,
+     [](const Ledger&, const KindCounts& counts) { return std::to_string(counts.published); }},
+    {"stored", "store", 10, 29, StoredText},
+    {"handed over", "sent", 11, 41,
+     [](const Ledger&, const KindCounts& counts) { return std::to_string(counts.handedOver); }},
+    {"confirmed", "conf", 10, 35,
+     [](const Ledger&, const KindCounts& counts) { return std::to_string(counts.confirmed); }},
+    {"waiting", "wait", 10, 0,
+     [](const Ledger&, const KindCounts& counts) { return std::to_string(counts.Waiting()); }},
+}};
+constexpr std::size_t kWideName = 12;
+constexpr std::size_t kNarrowName = 11;
+constexpr std::size_t kWideTable = 68;
+constexpr std::size_t kNarrowColumn = 5;
+
+// Of the terminal; without one, more than any table needs.
+std::size_t WidthOf(std::FILE* out) {
+  winsize size{};
+  return ::ioctl(::fileno(out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 1000;
+}
+
+// A line of the table that is redrawn: one that the terminal breaks in two would move all others.
+void PutLine(std::FILE* out, std::string line, std::size_t width) {
+  line.resize(std::min(line.size(), width));
+  std::fprintf(out, "\033[K%s\n", line.c_str());
+}
+
+// One line of the table in a terminal of that width.
+template <typename Cell>
+std::string Row(const std::string& name, std::size_t width, Cell cell) {
+  const bool wide = width >= kWideTable;
+  std::string row = name;
+  row.resize(std::max(row.size(), wide ? kWideName : kNarrowName), ' ');
+  for (const Column& column : kColumns) {
+    if (width >= column.from) {
+      const std::string text = cell(column, wide);
+      const std::size_t cells = wide ? column.width : kNarrowColumn;
+      row.append(1 + std::max(cells, text.size()) - text.size(), ' ').append(text);
+    }
+  }
+  return row;
+}
 
 }  // namespace
 
@@ -60,38 +121,37 @@ void Display::DrawTable(double elapsed, Phase phase) {
     std::fprintf(out_, "\033[%zuF", height);
   }
   drawn_ = true;
-  std::fprintf(out_, "\033[K%.0f s, %s%s%s\n", elapsed, PhaseName(phase), note_.empty() ? "" : ": ",
-               note_.c_str());
-  std::fprintf(out_, "\033[K%-12s %10s %10s %11s %10s %10s\n", "kind", "published", "stored", "handed over",
-               "confirmed", "waiting");
+  const std::size_t width = WidthOf(out_);
+  PutLine(
+      out_,
+      std::to_string(std::lround(elapsed)) + " s, " + PhaseName(phase) + (note_.empty() ? "" : ": ") + note_,
+      width);
+  PutLine(out_,
+          Row("kind", width,
+              [](const Column& column, bool wide) { return wide ? column.head : column.narrowHead; }),
+          width);
+  const auto put = [&](const char* name, const KindCounts& counts) {
+    PutLine(out_, Row(name, width, [&](const Column& column, bool) { return column.cell(ledger_, counts); }),
+            width);
+  };
   for (const SourceKind kind : kinds_) {
-    DrawRow(kKindIndexWord[kind], ledger_.Counts(kind));
+    put(kKindIndexWord[kind], ledger_.Counts(kind));
   }
-  DrawRow("total", ledger_.Total(kinds_));
-}
-
-void Display::DrawRow(const char* name, const KindCounts& counts) {
-  std::fprintf(out_, "\033[K%-12s %10lu %10s %11lu %10lu %10lu\n", name, counts.published,
-               StoredText(counts).c_str(), counts.handedOver, counts.confirmed, counts.Waiting());
+  put("total", ledger_.Total(kinds_));
 }
 
 void Display::WriteLine(double elapsed, Phase phase) {
   const KindCounts total = ledger_.Total(kinds_);
   std::fprintf(out_,
                "%5.0f s  %-10s  published %lu, stored %s, handed over %lu, confirmed %lu, waiting %lu (",
-               elapsed, PhaseName(phase), total.published, StoredText(total).c_str(), total.handedOver,
-               total.confirmed, total.Waiting());
+               elapsed, PhaseName(phase), total.published, StoredText(ledger_, total).c_str(),
+               total.handedOver, total.confirmed, total.Waiting());
   const char* separator = "";
   for (const SourceKind kind : kinds_) {
     std::fprintf(out_, "%s%s %lu", separator, kKindIndexWord[kind], ledger_.Counts(kind).Waiting());
     separator = ", ";
   }
   std::fputs(")\n", out_);
-}
-
-// Without a trace nobody knows.
-std::string Display::StoredText(const KindCounts& counts) const {
-  return ledger_.Traced() ? std::to_string(counts.stored) : "-";
 }
 
 void Display::Finish(double elapsed, Phase phase) {
@@ -103,7 +163,7 @@ void Display::Summary() {
   for (const SourceKind kind : kinds_) {
     const KindCounts& counts = ledger_.Counts(kind);
     std::fprintf(out_, "%-12s published %6lu   stored %6s   confirmed %6lu   lost %6lu", kKindIndexWord[kind],
-                 counts.published, StoredText(counts).c_str(), counts.confirmed, ledger_.Lost(kind));
+                 counts.published, StoredText(ledger_, counts).c_str(), counts.confirmed, ledger_.Lost(kind));
     const std::array<std::pair<const char*, unsigned long>, 4> remarks = {{
         {"again", counts.again},
         {"duplicates", counts.duplicates},

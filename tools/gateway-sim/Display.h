@@ -17,7 +17,7 @@ const char* PhaseName(Phase phase);
 
 class Display {
  public:
-  // `live`: a table that is redrawn in place; else a line now and then.
+  // `live`: a table that is redrawn in place, as wide as the terminal allows; else a line now and then.
   Display(std::FILE* out, bool live, bool quiet, std::vector<SourceKind> kinds, const Ledger& ledger);
 
   // Shows progress when it is due, and a new note at once. `elapsed` counts seconds since the start.
@@ -29,9 +29,7 @@ class Display {
 
  private:
   void DrawTable(double elapsed, Phase phase);
-  void DrawRow(const char* name, const KindCounts& counts);
   void WriteLine(double elapsed, Phase phase);
-  std::string StoredText(const KindCounts& counts) const;
 
   std::FILE* out_;
   bool live_;

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -47,6 +50,34 @@ TEST_F(DisplayTest, RedrawsTheTableInItsPlace) {
   EXPECT_EQ(Shown(), "");
   display.Tick(0.3, Phase::kRunning, "");
   EXPECT_EQ(Shown().find("\033[5F"), 0U);
+}
+
+TEST_F(DisplayTest, NoLineOfTheTableIsWiderThanTheTerminal) {
+  for (const unsigned short width :
+       std::initializer_list<unsigned short>{20, 30, 36, 40, 41, 60, 67, 68, 100}) {
+    const winsize size{24, width, 0, 0};
+    int terminal = -1;
+    int program = -1;
+    ASSERT_EQ(::openpty(&terminal, &program, nullptr, nullptr, &size), 0);
+    std::FILE* out = ::fdopen(program, "w");
+    Display display(out, true, false, kTwoKinds, ledger_);
+    display.Tick(1.0, Phase::kRunning, "the daemon is to be restarted, which takes a while");
+    std::string shown;
+    for (std::array<char, 256> part{}; std::ranges::count(shown, '\n') < 5;) {
+      const ssize_t bytes = ::read(terminal, part.data(), part.size());
+      ASSERT_GT(bytes, 0);
+      shown.append(part.data(), static_cast<std::size_t>(bytes));
+    }
+    std::istringstream lines(shown);
+    for (std::string line; std::getline(lines, line);) {
+      ASSERT_TRUE(line.starts_with("\033[K") && line.ends_with('\r')) << line;
+      EXPECT_LE(line.size() - 4, width) << line;
+    }
+    EXPECT_EQ(shown.find("handed over") != std::string::npos, width >= 68);
+    EXPECT_NE(shown.find(width >= 68 ? "waiting" : " wait"), std::string::npos) << width;
+    std::fclose(out);
+    ::close(terminal);
+  }
 }
 
 TEST_F(DisplayTest, WritesALineNowAndThenWhereThereIsNoTerminal) {
