@@ -57,24 +57,46 @@ class BrokerFaultTest : public FaultBench {
   }
 };
 
-// What the broker had in its hands dies with it; what a source gets through afterwards must not be mixed up
-// with it.
-TEST_F(BrokerFaultTest, KilledUnderLoad) {
+struct BrokerEnd {
+  const char* name;
+  void (gateway::Broker::*end)();
+  const char* settings;  // of the broker
+};
+
+void PrintTo(const BrokerEnd& end, std::ostream* out) { *out << end.name; }
+
+constexpr const char* kForgetful = "allow_anonymous true\n";
+constexpr const char* kPersistent =
+    "allow_anonymous true\npersistence true\npersistence_location /var/tmp/\nautosave_interval 1\n";
+
+class BrokerEndTest : public BrokerFaultTest, public testing::WithParamInterface<BrokerEnd> {
+ protected:
+  void SetUp() override {
+    BrokerFaultTest::SetUp();
+    broker.Kill();
+    broker.Start(GetParam().settings);
+  }
+};
+
+// What the broker had in its hands dies with it, as the daemon's session does; what a source gets through
+// afterwards must not be mixed up with it.
+TEST_P(BrokerEndTest, UnderLoad) {
   Start(HttpSendApp::Silent);
   std::mt19937 random(Seed());
+  const int rounds = Rounds(3, 50);
   int request = 1;
-  for (int round = 0; round < Rounds(5); ++round) {
+  for (int round = 0; round < rounds; ++round) {
     {
       Peer doomed;
       const Transcript::Mark before = Out().End();
       Flood(doomed, request, kBatch);
       ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, random() % kBatch + 1, before));
-      broker.Kill();
+      (broker.*GetParam().end)();
     }
     request += kBatch;
-    const Transcript::Mark killed = Out().End();
-    broker.Start();
-    WaitUntilSubscribedAgain(killed);
+    const Transcript::Mark ended = Out().End();
+    broker.Start(GetParam().settings);
+    WaitUntilSubscribedAgain(ended);
     Peer survivor;
     const Transcript::Mark before = Out().End();
     ASSERT_TRUE(survivor.WaitForCompletion(Flood(survivor, request, kBatch)));
@@ -83,7 +105,15 @@ TEST_F(BrokerFaultTest, KilledUnderLoad) {
     request += kBatch;
     ASSERT_FALSE(HasFailure()) << "round " << round;
   }
+  std::printf("%d ends\n", rounds);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Broker, BrokerEndTest,
+    testing::Values(BrokerEnd{"Killed", &gateway::Broker::Kill, kForgetful},
+                    BrokerEnd{"KilledWithPersistence", &gateway::Broker::Kill, kPersistent},
+                    BrokerEnd{"StoppedWithPersistence", &gateway::Broker::Stop, kPersistent}),
+    NameOfCase<BrokerEnd>);
 
 TEST_F(BrokerFaultTest, StoppedForAWhile) {
   Start(HttpSendApp::Silent);
@@ -120,6 +150,43 @@ TEST_F(BrokerFaultTest, HoldsAThousandRecordsForADaemonThatHangs) {
   daemon->Signal(SIGCONT);
   ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, kRecords, 0, 5 * gateway::kPatience));
   ExpectStored(1, kRecords);
+}
+
+// A queue that is full drops what comes; what it has taken keeps its order, and records behind it are stored.
+TEST_F(BrokerFaultTest, DropsWhatItsQueueHasNoRoomFor) {
+  constexpr int kRecords = 200;
+  constexpr int kQueue = 30;
+  broker.Kill();
+  broker.Start("allow_anonymous true\nmax_queued_messages " + std::to_string(kQueue) + "\n");
+  Start(HttpSendApp::Silent);
+  daemon->Signal(SIGSTOP);
+  ASSERT_TRUE(source->WaitForCompletion(Flood(*source, 1, kRecords)));
+  daemon->Signal(SIGCONT);
+  ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, kQueue));
+  ASSERT_TRUE(source->WaitForCompletion(Flood(*source, kRecords + 1, 1)));
+  ASSERT_TRUE(Out().WaitFor(PayloadOf(AIO, kRecords + 1)));
+  ASSERT_TRUE(Out().WaitFor(FactsOf(AIO).stored, *Out().WaitFor(PayloadOf(AIO, kRecords + 1))));
+  ExpectSoundRing(AIO, kRows);
+  const std::vector<int> stored = StoredRequests(AIO);
+  EXPECT_LT(stored.size(), static_cast<std::size_t>(kRecords)) << "the queue was not full";
+  EXPECT_EQ(stored.back(), kRecords + 1);
+}
+
+// A source that sets the retain flag is told not to. It harms the order of nothing else: its record comes
+// again with each new connection, once.
+TEST_F(BrokerFaultTest, HoldsAThousandRetainedMessages) {
+  constexpr int kMessages = 1000;
+  gateway::Peer retainer;
+  int last = retainer.PublishLater(FactsOf(AIO).recordTopic, PayloadOf(AIO, 1), true);
+  for (int message = 1; message < kMessages; ++message) {
+    const std::string topic = message % 2 == 0 ? "elsewhere/" : std::string(FactsOf(AIO).recordTopic) + "/";
+    last = retainer.PublishLater(topic + std::to_string(message), PayloadOf(AIO, 0), true);
+  }
+  ASSERT_TRUE(retainer.WaitForCompletion(last, 2 * gateway::kPatience));
+  Start(HttpSendApp::Silent);
+  ASSERT_TRUE(Out().WaitFor(FactsOf(AIO).stored));
+  StoreFrom(AIO, 2, kBatch);
+  ExpectStored(1, kBatch + 1);
 }
 
 struct OddPayload {

@@ -84,7 +84,7 @@ TEST_F(ConfirmationFaultTest, AStormOfWrongOnesLetsRecordsThroughAndTouchesNoRow
   Start(HttpSendApp::Silent);
   StoreFrom(AIO, 1, kRows);
   std::mt19937 random(Seed());
-  const int storm = Rounds(2000);
+  const int storm = Rounds(2000, 10000);
   int last = 0;
   for (int confirmation = 0; confirmation < storm; ++confirmation) {
     const std::string number = std::to_string(random() % 70000);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -35,6 +36,31 @@ class PlantedFaultTest : public FaultBench, public testing::WithParamInterface<P
     cuts.Promise();
     EXPECT_TRUE(cuts.CutEverywhere(1, Seed()).findings.empty());
     ExpectSoundRing(AIO, kRows);
+  }
+
+  void PowerCutWithTheRollbackJournal() {
+    Kill();
+    faults.Nature(kNoSharedMemory);
+    Start(HttpSendApp::Silent);
+    PowerCutAtAnInsert();
+  }
+
+  void DiskWithoutSharedMemory() {
+    Kill();
+    faults.Nature(kNoSharedMemory);
+    Start(HttpSendApp::Silent);
+    EXPECT_TRUE(Offer(AIO, 100));
+  }
+
+  void ALogThatStaysSmall() {
+    constexpr std::uintmax_t kLargest = 1000000;
+    constexpr int kRecords = 400;  // more than such a log holds
+    const gateway::Transcript::Mark before = Out().End();
+    for (int request = 100; request < 100 + kRecords; ++request) {
+      source->PublishLater(FactsOf(AIO).recordTopic, gateway::PayloadOf(AIO, request));
+    }
+    EXPECT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, kRecords, before));
+    EXPECT_LE(std::filesystem::file_size(gateway::DatabaseOf(AIO) + "-wal"), kLargest);
   }
 
   void RingOverARestart() {
@@ -91,6 +117,9 @@ void PrintTo(const PlantedFault& fault, std::ostream* out) { *out << fault.name;
 constexpr PlantedFault kPlantedFaults[] = {
     {"SyncLeftOut",         "",                   &PlantedFaultTest::PowerCutAtAnInsert},
     {"TwoTransactions",     "two-transactions",   &PlantedFaultTest::PowerCutAtAnInsert},
+    {"RemovalNotSynced",    "removal-not-synced", &PlantedFaultTest::PowerCutWithTheRollbackJournal},
+    {"TrialIgnored",        "trial-ignored",      &PlantedFaultTest::DiskWithoutSharedMemory},
+    {"CheckpointLeftOut",   "checkpoint-left-out", &PlantedFaultTest::ALogThatStaysSmall},
     {"CommitForgotten",     "commit-forgotten",   &PlantedFaultTest::RingOverARestart},
     {"NumberForgotten",     "number-forgotten",   &PlantedFaultTest::RingOverARestart},
     {"DeletesTooMuch",      "deletes-too-much",   &PlantedFaultTest::RingOverARestart},

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "faults/bench/FaultBench.h"
@@ -18,6 +19,8 @@ using gateway::HttpSendApp;
 
 constexpr int kRows = 5;
 constexpr int kSeeds = 20;
+constexpr int kSeedsOfALongLog = 3;  // half a megabyte is rebuilt for each
+constexpr int kMostSeeds = 200;
 constexpr int kShown = 3;
 
 class PowerCutTest : public FaultBench {
@@ -28,8 +31,8 @@ class PowerCutTest : public FaultBench {
     StoreFrom(AIO, 1, kRows + 2);
   }
 
-  void ExpectNothingLost(PowerCuts& cuts) const {
-    const PowerCuts::Result result = cuts.CutEverywhere(Rounds(kSeeds), Seed());
+  void ExpectNothingLost(PowerCuts& cuts, int seeds = kSeeds) const {
+    const PowerCuts::Result result = cuts.CutEverywhere(Rounds(seeds, kMostSeeds), Seed());
     EXPECT_GT(result.changes, 0U) << "nothing was recorded";
     EXPECT_EQ(result.findings.size(), 0U) << "of " << result.states << " disks";
     for (int shown = 0; shown < kShown && shown < static_cast<int>(result.findings.size()); ++shown) {
@@ -38,6 +41,42 @@ class PowerCutTest : public FaultBench {
     RecordProperty("changes", static_cast<int>(result.changes));
     RecordProperty("states", static_cast<int>(result.states));
     std::printf("%zu changes, %zu disks\n", result.changes, result.states);
+  }
+
+  // A daemon that switches the journal of a database that has one, and what it stores then.
+  void StartStoreAndCut(const std::string& journal) {
+    PowerCuts cuts(faults, AIO);
+    Start(HttpSendApp::Silent);
+    ASSERT_TRUE(Err().WaitFor(journal)) << Err().All();
+    cuts.Promise();
+    Store(AIO, 100);
+    cuts.Promise();
+    ExpectNothingLost(cuts);
+  }
+
+  bool HasWritten(const std::string& path) const {
+    const std::vector<ChangeEntry> changes = faults.Changes();
+    return std::any_of(changes.begin(), changes.end(), [&path](const ChangeEntry& entry) {
+      return entry.change == Change::Write && entry.path == path;
+    });
+  }
+
+  // Neither the file nor its log makes any sense.
+  static void SpoilTheDatabase() {
+    std::filesystem::remove(DatabaseOf(AIO) + "-shm");
+    for (const char* ending : {"", "-wal"}) {
+      std::ofstream(DatabaseOf(AIO) + ending, std::ios::binary) << std::string(10000, 'x');
+    }
+  }
+
+  // A daemon that is started on what a cut has left stores the next record.
+  void CutAndGoOn(const PowerCuts& cuts, int round) {
+    faults.Record(false);
+    cuts.CutOnce(Seed() + static_cast<std::uint32_t>(round));
+    Start(HttpSendApp::Silent);
+    Store(AIO, 1000);
+    ExpectSoundRing(AIO, kRows);
+    EXPECT_EQ(NewestRequest(AIO), 1000);
   }
 };
 
@@ -94,20 +133,80 @@ TEST_F(PowerCutTest, TheFirstRecordOfARun) {
   ExpectNothingLost(cuts);
 }
 
+// The log is nearly full when the recording begins. The record behind the checkpoint begins the log anew,
+// over what the checkpoint has taken out of it.
+TEST_F(PowerCutTest, ACheckpoint) {
+  constexpr std::uintmax_t kNearlyFull = 490000;
+  StartWithFullRing();
+  int request = 100;
+  while (std::filesystem::file_size(DatabaseOf(AIO) + "-wal") < kNearlyFull) {
+    Store(AIO, request++);
+  }
+  PowerCuts cuts(faults, AIO);
+  while (!HasWritten(DatabaseOf(AIO))) {
+    Store(AIO, request++);
+    cuts.Promise();
+  }
+  for (int behind = 0; behind < 2; ++behind) {
+    Store(AIO, request++);
+    cuts.Promise();
+  }
+  ExpectNothingLost(cuts, kSeedsOfALongLog);
+}
+
+TEST_F(PowerCutTest, ADatabaseThatIsPutAside) {
+  StartWithFullRing();
+  Terminate();
+  SpoilTheDatabase();
+  PowerCuts cuts(faults, AIO);
+  cuts.Pass(kNoDatabase);
+  Start(HttpSendApp::Silent);
+  ASSERT_TRUE(Err().WaitFor("AIO database damaged: put aside as "));
+  cuts.Pass();
+  Store(AIO, 100);
+  cuts.Promise();
+  ExpectNothingLost(cuts);
+}
+
+// A disk without shared memory maps can't read a log that others share.
+TEST_F(PowerCutTest, ASwitchFromTheLogToTheRollbackJournal) {
+  StartWithFullRing();
+  Terminate();
+  faults.Nature(kNoSharedMemory);
+  StartStoreAndCut("AIO database: rollback journal (");
+}
+
+TEST_F(PowerCutTest, ASwitchFromTheRollbackJournalToTheLog) {
+  faults.Nature(kNoSharedMemory);
+  StartWithFullRing();
+  Terminate();
+  faults.Nature({});
+  StartStoreAndCut("AIO database: write-ahead log");
+}
+
 TEST_F(PowerCutTest, TheDaemonGoesOnOnWhatIsLeft) {
   for (int round = 0; round < Rounds(3); ++round) {
     StartWithFullRing();
     const PowerCuts cuts(faults, AIO);
     StoreFrom(AIO, 100, 3);
     Kill();
-    faults.Record(false);
-    cuts.CutOnce(Seed() + static_cast<std::uint32_t>(round));
+    CutAndGoOn(cuts, round);
+    EXPECT_EQ(StoredRequests(AIO).size(), static_cast<std::size_t>(kRows));
+    Terminate();
+    std::filesystem::remove_all(std::filesystem::path(kWatchedFolder).parent_path());
+  }
+}
+
+TEST_F(PowerCutTest, TheDaemonGoesOnOnWhatASetAsideHasLeft) {
+  for (int round = 0; round < Rounds(3, 100); ++round) {
+    StartWithFullRing();
+    Terminate();
+    SpoilTheDatabase();
+    const PowerCuts cuts(faults, AIO);
     Start(HttpSendApp::Silent);
-    Store(AIO, 1000);
-    ExpectSoundRing(AIO, kRows);
-    const std::vector<int> requests = StoredRequests(AIO);
-    ASSERT_EQ(requests.size(), static_cast<std::size_t>(kRows));
-    EXPECT_EQ(requests.back(), 1000);
+    Store(AIO, 100);
+    Kill();
+    CutAndGoOn(cuts, round);
     Terminate();
     std::filesystem::remove_all(std::filesystem::path(kWatchedFolder).parent_path());
   }

@@ -14,6 +14,17 @@ namespace datacollector::faults {
 inline constexpr const char* kWatchedFolder = "/vorl/disk/AppData/K740/DataCollector/Db";
 
 class FaultBench : public gateway::Gateway {
+ public:
+  // The table is sound: no damage, at most `limit` rows, numbers that follow each other round the ring,
+  // request ids that only grow.
+  static void ExpectSoundRing(SourceKind kind, int limit);
+
+  // The request ids in the table, oldest first.
+  static std::vector<int> StoredRequests(SourceKind kind);
+
+  // The request id of the newest row; -1 where there is none.
+  static int NewestRequest(SourceKind kind);
+
  protected:
   FaultBench() : faults(kWatchedFolder) {}
 
@@ -26,16 +37,6 @@ class FaultBench : public gateway::Gateway {
   // Publishes a record and waits until the daemon has dealt with it; whether it says that it is stored. A
   // fault that the daemon is still busy with after `faultLasts` is healed.
   bool Offer(SourceKind kind, int request, std::chrono::milliseconds faultLasts = gateway::kPatience / 2);
-
-  // The table is sound: no damage, at most `limit` rows, numbers that follow each other round the ring,
-  // request ids that only grow.
-  static void ExpectSoundRing(SourceKind kind, int limit);
-
-  // The request ids in the table, oldest first.
-  static std::vector<int> StoredRequests(SourceKind kind);
-
-  // The request id of the newest row; -1 where there is none.
-  static int NewestRequest(SourceKind kind);
 
   // The next record, offered again and again for `patience`, is stored; a record that is refused is offered
   // under the next id. Returns the id of the one that was stored.

@@ -2,6 +2,8 @@
 // daemon has changed on its disk.
 #pragma once
 
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -30,6 +32,10 @@ struct FailingCalls {
   std::string ending{};  // only files whose names end so
 };
 
+// The nature of disks that lack something: shared memory maps, file locks.
+inline const FailingCalls kNoSharedMemory = {.kinds = kMap, .error = ENODEV, .ending = "-shm"};
+inline const FailingCalls kNoFileLocks = {.kinds = kLock, .error = EINVAL};
+
 class Faults {
  public:
   // Watches `folder` in every program that is started with Environment().
@@ -51,6 +57,12 @@ class Faults {
   // How many calls Fail has made fail, and how many it was asked about.
   std::uint32_t Failed() const;
   std::uint32_t Seen() const;
+
+  // The time of day is this much later than it is; negative: earlier.
+  void SetClock(std::chrono::seconds ahead) { control_->secondsAhead = ahead.count(); }
+
+  // Who connects to the broker's port comes to this one instead. 0: to the broker.
+  void SetBrokerPort(std::uint16_t port) { control_->brokerPort = port; }
 
   void Record(bool on);
   std::vector<ChangeEntry> Changes() const;

@@ -30,6 +30,9 @@ class PowerCuts {
   // What the table holds now may be found from here on, without having been promised.
   void Pass() { Note(false); }
 
+  // This, too, as it can't be looked at in time.
+  void Pass(const std::string& content) { moments_.push_back({0, content, false}); }
+
   // What the table holds now has been promised: from here on no cut may take it back.
   void Promise() { Note(true); }
 

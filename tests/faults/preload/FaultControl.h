@@ -43,8 +43,10 @@ struct FaultRule {
 };
 
 struct FaultControl {
-  std::atomic<std::uint32_t> recording;  // not 0: changes are written to the file of calls
-  std::array<char, 256> folder;          // only what lies in or below it is touched and recorded
+  std::atomic<std::uint32_t> recording;    // not 0: changes are written to the file of calls
+  std::atomic<std::uint32_t> brokerPort;   // not 0: who connects to the broker's port gets this one
+  std::atomic<std::int64_t> secondsAhead;  // added to the time of day; the monotonic clock stays
+  std::array<char, 256> folder;            // only what lies in or below it is touched and recorded
   std::array<FaultRule, 4> rules;
 };
 

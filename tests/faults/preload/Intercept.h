@@ -23,6 +23,9 @@ struct Path {
 bool IsWatched(int descriptor, Path& path);
 bool IsWatched(int folder, const char* name, Path& path);
 
+// What the test has set; nullptr where no test watches.
+const FaultControl* TheControl();
+
 // One call on a watched file, from its question to its record; others wait meanwhile, so that the record has
 // the calls in their order.
 class WatchedCall {

@@ -63,6 +63,12 @@ const char* Changed(const char* text) {
   return nullptr;
 }
 
+// The small file beside a database that shows what the disk can do.
+bool IsTrial(sqlite3* handle) {
+  const char* const file = sqlite3_db_filename(handle, "main");
+  return file != nullptr && std::string_view(file).ends_with(".trial");
+}
+
 }  // namespace
 }  // namespace datacollector::faults
 
@@ -104,8 +110,19 @@ int sqlite3_exec(sqlite3* handle, const char* text, int (*row)(void*, int, char*
                  char** error) {
   DATACOLLECTOR_REAL("sqlite3_exec",
                      int(sqlite3*, const char*, int (*)(void*, int, char**, char**), void*, char**));
+  if (IsPlanted("trial-ignored") && datacollector::faults::IsTrial(handle)) {
+    return SQLITE_OK;
+  }
+  if (IsPlanted("removal-not-synced") && std::strstr(text, "synchronous=EXTRA") != nullptr) {
+    return real(handle, "PRAGMA synchronous=FULL", row, context, error);
+  }
   const int result = real(handle, text, row, context, error);
   return IsPlanted("error-swallowed") ? SQLITE_OK : result;
+}
+
+int sqlite3_wal_checkpoint_v2(sqlite3* handle, const char* name, int mode, int* inLog, int* done) {
+  DATACOLLECTOR_REAL("sqlite3_wal_checkpoint_v2", int(sqlite3*, const char*, int, int*, int*));
+  return IsPlanted("checkpoint-left-out") ? SQLITE_OK : real(handle, name, mode, inLog, done);
 }
 
 int mosquitto_publish(mosquitto* client, int* message, const char* topic, int length, const void* payload,

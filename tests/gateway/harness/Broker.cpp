@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <fstream>
 
 namespace datacollector::gateway {
@@ -29,8 +28,8 @@ void Broker::Start(const std::string& settings) {
   ASSERT_TRUE(Log().WaitFor(" running\n")) << Log().All();
 }
 
-void Broker::Kill() {
-  process_->Signal(SIGKILL);
+void Broker::End(int signal) {
+  process_->Signal(signal);
   EXPECT_TRUE(process_->WaitForExit());
   process_.reset();
 }

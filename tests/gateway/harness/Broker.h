@@ -1,6 +1,7 @@
 // The gateway's local MQTT broker: a mosquitto on 127.0.0.1:1883 that keeps nothing when it ends.
 #pragma once
 
+#include <csignal>
 #include <memory>
 #include <string>
 
@@ -14,8 +15,9 @@ class Broker {
   // `settings` are further lines of its configuration: who may connect.
   void Start(const std::string& settings = "allow_anonymous true\n");
 
-  // Ends the broker as a crash would.
-  void Kill();
+  // Ends the broker as a crash would, or in order.
+  void Kill() { End(SIGKILL); }
+  void Stop() { End(SIGTERM); }
 
   void Signal(int number) const { process_->Signal(number); }
 
@@ -25,6 +27,8 @@ class Broker {
   const Transcript& Log() const { return process_->Err(); }
 
  private:
+  void End(int signal);
+
   std::unique_ptr<ChildProcess> process_;
 };
 

@@ -103,10 +103,10 @@ bool Peer::Publish(const std::string& topic, const std::string& payload) {
   return WaitForCompletion(PublishLater(topic, payload));
 }
 
-int Peer::PublishLater(const std::string& topic, const std::string& payload) {
+int Peer::PublishLater(const std::string& topic, const std::string& payload, bool retained) {
   int messageId = 0;
   const int result = mosquitto_publish(client_, &messageId, topic.c_str(), static_cast<int>(payload.size()),
-                                       payload.data(), kExactlyOnce, false);
+                                       payload.data(), kExactlyOnce, retained);
   // Without a connection the library keeps the message and sends it when it is connected again.
   EXPECT_TRUE(result == MOSQ_ERR_SUCCESS || result == MOSQ_ERR_NO_CONN) << mosquitto_strerror(result);
   return messageId;

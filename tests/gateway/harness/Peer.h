@@ -39,8 +39,9 @@ class Peer {
   // Publishes with QoS 2 and waits until the broker has taken the message over for good.
   bool Publish(const std::string& topic, const std::string& payload);
 
-  // Publishes with QoS 2 without waiting. May be called from the handler.
-  int PublishLater(const std::string& topic, const std::string& payload);
+  // Publishes with QoS 2 without waiting. May be called from the handler. What is retained, the broker gives
+  // to everybody who subscribes later.
+  int PublishLater(const std::string& topic, const std::string& payload, bool retained = false);
   bool WaitForCompletion(int messageId, std::chrono::milliseconds patience = kPatience);
 
   // Waits until the peer is connected, with its subscriptions granted, for the `times`th time.
