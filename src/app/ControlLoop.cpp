@@ -14,6 +14,7 @@
 #include "ground/Trace.h"
 #include "mqtt/client/ClientWrappers.h"
 #include "mqtt/inbound/MessageDispatch.h"
+#include "mqtt/inbound/RepeatedRecords.h"
 #include "store/ReadLastRecordID.h"
 
 namespace datacollector {
@@ -86,6 +87,7 @@ void SleepBeforeRound() {
 int DataCollector_Publish_Handler() {
   const FunctionTrace trace(__func__);
   gClientConfig.onMessage = on_message_callback;
+  gClientConfig.onKeptSession = ExpectRepeatedRecords;
   if (Mosquitto_Initialization(gClientConfig) != 0) {
     PrintLine("Failure: Mosquitto_Initialization, So returning from Main thread");
     return -1;

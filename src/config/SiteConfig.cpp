@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -97,6 +98,20 @@ bool ReadTopicList(const ConfigFile& file, const TopicList<Length>& list, Topics
   return true;
 }
 
+// Gateways that leave the key out find no word of it on their trace.
+void ReadKeepSession(const ConfigFile& file, Topics& topics) {
+  constexpr const char* kKey = "KeepSession";
+  const std::optional<int> value = file.Number(kKey);
+  if (!value) {
+    return;
+  }
+  topics.ui16_KeepSession = *value == 1 ? 1 : 0;
+  PrintNumber(kUsualWording.number, kKey, file, topics.ui16_KeepSession);
+  if (*value != topics.ui16_KeepSession) {
+    PrintError("%s is %d in %s file, only 0 and 1 are known: 0 is used\n", kKey, *value, file.Path());
+  }
+}
+
 // Keeps a text in the site record and, cut to a record field, where packing takes it from.
 template <const char* Site::*Kept, FixedText<511> Packing::*Copy>
 StoredText StoreIdentity(Main& main, const char* text) {
@@ -173,6 +188,7 @@ int ReadTopicsConfig(DataCollectorMainStructure& main, const char* path) {
     return -1;
   }
   ReadSettings(file, kRequestTopics, topics);
+  ReadKeepSession(file, topics);
   return ReadTopicList(file, kHttpPublishTopics, topics) ? 0 : -1;
 }
 

@@ -56,6 +56,7 @@ struct DataCollectorMqttTopics {
   FixedText<200> i8_AppDataMultiReqPublishTopic;
   FixedText<200> i8_AppDataMultiReqPublishTopicRS232;
   FixedText<200> i8_AppDataMultiReqPublishTopicSNMP;
+  std::uint16_t ui16_KeepSession;  // 1: the broker keeps what sources publish while the daemon is down
 };
 
 // Identity and marks. The texts are heap copies that live as long as the process; nullptr when not

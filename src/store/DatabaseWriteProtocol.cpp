@@ -112,12 +112,14 @@ class RecordPacker {
   bool fits_ = true;
 };
 
+std::int32_t RecordTypeOf(std::int32_t alarmFlag) { return alarmFlag == 1 ? kAlarmRecord : kPeriodicRecord; }
+
 std::int32_t TakeRecordType(std::int32_t& alarmFlag) {
-  const bool alarm = alarmFlag == 1;
-  if (alarm) {
+  const std::int32_t type = RecordTypeOf(alarmFlag);
+  if (type == kAlarmRecord) {
     alarmFlag = 0;
   }
-  return alarm ? kAlarmRecord : kPeriodicRecord;
+  return type;
 }
 
 bool IsPresent(Presence presence, std::int32_t enable) { return presence == Presence::Always || enable == 1; }
@@ -131,6 +133,11 @@ void PackIdentity(RecordPacker& packer, const Packing& packing, const struct Pac
   if (IsPresent(packing.deviceId, gateway.gi32_DeviceIDEnable)) {
     packer.Field("\"%s\",", own ? gateway.gi8_DeviceID.c_str() : TextOrEmpty(origin.deviceId));
   }
+}
+
+std::int32_t RequestIdOf(const DataCollectorMainStructure& main, const Packing& packing,
+                         const RecordOrigin& origin) {
+  return packing.requestId == RequestId::Parsed ? main.i32_ParsedReqId[packing.kind] : origin.requestId;
 }
 
 void PackRecordData(RecordPacker& packer, const char* recordData) {
@@ -175,6 +182,15 @@ bool ReadBrokenDownTime(std::string_view text, std::tm& time) {
 
 }  // namespace
 
+ReceivedRecord ReceivedRecordOf(const DataCollectorMainStructure& main, SourceKind kind,
+                                const RecordOrigin& origin) {
+  const Packing& packing = kPackings[kind];
+  return {.data = TextOrEmpty(packing.recordData(main.DataCollectorDBData, origin)),
+          .recordType = RecordTypeOf(main.i32_AlarmFlag[kind]),
+          .requestId = RequestIdOf(main, packing, origin),
+          .hasMeterIndex = packing.meterIndex};
+}
+
 void PackRecord(DataCollectorMainStructure& main, SourceKind kind, RecordText& out,
                 const RecordOrigin& origin) {
   const Packing& packing = kPackings[kind];
@@ -187,7 +203,7 @@ void PackRecord(DataCollectorMainStructure& main, SourceKind kind, RecordText& o
   }
   PackIdentity(packer, packing, main.PackingIdentity, origin);
   packer.Field("%d,", TakeRecordType(main.i32_AlarmFlag[kind]));
-  packer.Field("%d,", packing.requestId == RequestId::Parsed ? main.i32_ParsedReqId[kind] : origin.requestId);
+  packer.Field("%d,", RequestIdOf(main, packing, origin));
   packer.Field("\"%s_%s\",", TextOrEmpty(main.OruVer), TextOrEmpty(main.SoftwareVer));
   packer.Field("%02x,", kResponseCode);
   packer.Field("%d,", static_cast<int>(data.ui16_DBRecordNumber[kind]));

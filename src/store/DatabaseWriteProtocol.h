@@ -20,10 +20,23 @@ struct RecordOrigin {
   std::int32_t requestId = 0;
   const char* siteId = "";  // identity of an RS-232 meter or SNMP device
   const char* deviceId = "";
+  bool mayBeStored = false;  // the newest row of the table may be this record already
+};
+
+// What a record's message decides of it.
+struct ReceivedRecord {
+  const char* data;  // empty where the kind stores none for that line or meter
+  std::int32_t recordType;
+  std::int32_t requestId;
+  bool hasMeterIndex;  // it stands behind the record text's start mark
 };
 
 // The column names of an INSERT, joined by commas.
 using ColumnListText = FixedText<2500>;
+
+// The record that stands in the kind's received-record buffer, before it is packed.
+ReceivedRecord ReceivedRecordOf(const DataCollectorMainStructure& main, SourceKind kind,
+                                const RecordOrigin& origin);
 
 // Packs the record that stands in the kind's received-record buffer (meter kinds: in the slot of the
 // line and meter). Takes the kind's alarm flag back.

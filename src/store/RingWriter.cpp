@@ -5,6 +5,7 @@
 #include "ground/Notices.h"
 #include "ground/StatusFile.h"
 #include "ground/Trace.h"
+#include "store/NewestRow.h"
 #include "store/RecordData.h"
 #include "store/RowCount.h"
 
@@ -17,6 +18,7 @@ constexpr const char* kCameBack = "the table has come back with rows";
 // The texts of a count, a deletion and an insertion that fail.
 constexpr const char* kCountFailure =
     "can not get total number of records from table '%s'\nError message:%s\n";
+constexpr const char* kLookFailure = "can not read the newest row of table '%s'\nError message:%s\n";
 constexpr const char* kDeleteFailure = "can not delete a record from table %s\nError message:%s\n";
 constexpr const char* kInsertFailure = "can't insert record into table %s\nError message:%s\n";
 
@@ -38,6 +40,22 @@ RingWriter::RingWriter(DataCollectorMainStructure& main, const Writing& writing,
       config_(main.DataCollectorDBConfig[writing.kind]),
       path_(config_.i8_DatabaseName.c_str()),
       table_(config_.i8_TableName.c_str()) {}
+
+// Where the newest row can't be read, the record is stored: one too many does less harm than one too few.
+bool RingWriter::IsStored() {
+  bool holds = false;
+  if (origin_.mayBeStored && recovered_) {
+    RetryRule rule = Rule(kLookFailure, nullptr);
+    rule.makesMissingTable = false;
+    access_.TryRepeatedly(rule,
+                          [&] { return LookForRecordInNewestRow(main_, kind_, origin_, database_, holds); });
+  }
+  if (holds) {
+    PrintError("%s record left out: the newest row, number %d, is this record already\n",
+               kKindIndexWord[kind_], main_.DataCollectorDBData.ui16_DBRecordNumber[kind_]);
+  }
+  return holds;
+}
 
 void RingWriter::Advance() {
   std::uint16_t& last = main_.DataCollectorDBData.ui16_DBRecordNumber[kind_];
@@ -225,6 +243,9 @@ bool RingWriter::Store() {
   if (!access_.Open(writing_.logs.connect)) {
     PrintError("Can't Connect to database '%s'\nError message: %s\n", path_, access_.ErrorText());
     return false;
+  }
+  if (IsStored()) {
+    return true;
   }
   Advance();
   BuildStatements();

@@ -41,10 +41,12 @@ class RingWriter {
   RingWriter(DataCollectorMainStructure& main, const Writing& writing, const RecordOrigin& origin,
              StoreAccess& access, bool recovered);
 
-  // False when the record could not be stored; then its number is free again.
+  // True when the record is in the table, newly or as its newest row already. False when it could not be
+  // stored; then its number is free again.
   bool Store();
 
  private:
+  bool IsStored();
   void Advance();
   void BuildStatements();
   bool RunInsert();

@@ -10,6 +10,11 @@
 namespace datacollector {
 namespace {
 
+constexpr int kSessionPresent = 1;
+
+// A message of a kept session is acknowledged behind its handler and not before, as it would be with QoS 2.
+constexpr int kKeptSessionQos = 1;
+
 ClientConfig& ConfigOf(void* object) { return *static_cast<ClientConfig*>(object); }
 
 // Subscribes to the topics of the configuration. A slot that was left empty is passed over: a broker ends the
@@ -18,7 +23,7 @@ void SubscribeToTopics(mosquitto* mosq, const ClientConfig& cfg) {
   for (std::size_t index = 0; index < static_cast<std::size_t>(cfg.topic_count); ++index) {
     const FixedText<100>& topic = gMainState.DataCollectorMqttTopics.i8_SubscribeTopics[index];
     if (!topic.empty()) {
-      mosquitto_subscribe(mosq, nullptr, topic.c_str(), cfg.qos);
+      mosquitto_subscribe(mosq, nullptr, topic.c_str(), cfg.clean_session ? cfg.qos : kKeptSessionQos);
     }
   }
 }
@@ -46,6 +51,25 @@ void on_connect_callback(mosquitto* mosq, void* object, int result) {
   Print("topic_count : %d\n", cfg.topic_count);
   SubscribeToTopics(mosq, cfg);
   FlushTrace();
+}
+
+void on_session_callback(mosquitto* mosq, void* object, int result, int flags) {
+  ClientConfig& cfg = ConfigOf(object);
+  const bool present = (flags & kSessionPresent) != 0;
+  if (result == 0 && !present && cfg.remembers) {
+    cfg.sessionGone = true;
+    mosquitto_disconnect(mosq);
+    return;
+  }
+  if (result == 0) {
+    const bool ownAndEmpty = cfg.sessionGone;  // made by the connection that was given up
+    cfg.sessionGone = false;
+    cfg.remembers = true;
+    if (present && !ownAndEmpty && cfg.onKeptSession != nullptr) {
+      cfg.onKeptSession();
+    }
+  }
+  on_connect_callback(mosq, object, result);
 }
 
 void on_disconnect_callback(mosquitto* mosq, void* object, int /*result*/) {

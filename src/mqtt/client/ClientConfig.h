@@ -25,6 +25,7 @@ OwnedText CopyText(const char* text);
 inline constexpr int STATUS_CONNACK_RECVD = 1;
 
 using MessageHandler = void (*)(mosquitto* mosq, void* object, const mosquitto_message* message);
+using SessionHandler = void (*)();
 
 struct ClientConfig {
   OwnedText id;
@@ -63,7 +64,11 @@ struct ClientConfig {
   long will_payloadlen;
   int will_qos;
   bool will_retain;
+
+  // False: the broker keeps the session under `id` while the daemon is away, and every message is delivered
+  // at least once.
   bool clean_session;
+
   std::unique_ptr<OwnedText[]> topics;
   int topic_count;
   bool no_retain;
@@ -81,6 +86,14 @@ struct ClientConfig {
   // Takes every inbound message, on the network thread. Set once by whoever starts the client; nullptr:
   // nobody looks at them.
   MessageHandler onMessage;
+
+  // Told, on the network thread, that the session which has been taken up again may repeat messages. Set like
+  // onMessage.
+  SessionHandler onKeptSession;
+
+  // Of a kept session. The network thread's; the keeper thread's while no network thread runs.
+  bool remembers;    // the client has had a connection, and carries what was on its way then over to the next
+  bool sessionGone;  // the broker knows nothing of what such a client remembers
 
   // Copy of the last inbound message; its topic and payload are the record's own. Network thread only.
   mosquitto_message last_message;

@@ -33,6 +33,26 @@ int ConnectWithRetries(ClientConfig& cfg) {
   return 0;
 }
 
+// Every start takes the same session up: the identifier is the gateway's, whatever the process.
+void KeepSession(ClientConfig& cfg) {
+  FixedText<600> id{};
+  id.Format("DataCollector-%s", TextOrEmpty(gMainState.DataCollectorSiteConfig.DeviceID));
+  cfg.id = CopyText(id.c_str());
+  cfg.clean_session = false;
+  cfg.protocol_version = MQTT_PROTOCOL_V311;
+}
+
+// A new session must not meet what a client remembers of the one before. With a kept session the broker says
+// whether it still has it.
+int RenewWhereNeeded(ClientConfig& cfg) {
+  if ((cfg.clean_session || cfg.sessionGone) && mosquitto_client_renew(cfg) != 0) {
+    return 1;
+  }
+  const std::lock_guard lock(cfg.mutex);
+  cfg.lost = false;
+  return 0;
+}
+
 }  // namespace
 
 int Mosquitto_Initialization(ClientConfig& cfg) {
@@ -58,6 +78,9 @@ int DataCollector_sub_client_config_load(ClientConfig& cfg) {
   const std::size_t count = std::min<std::size_t>(configured.ui16_NoOfSubscribeTopics, kTopicSlots);
   cfg.host = "127.0.0.1";
   cfg.debug = true;
+  if (configured.ui16_KeepSession == 1) {
+    KeepSession(cfg);
+  }
   cfg.topics.reset(new (std::nothrow) OwnedText[count]);
   cfg.topic_count = cfg.topics ? static_cast<int>(count) : 0;
   for (std::size_t index = 0; index < static_cast<std::size_t>(cfg.topic_count); ++index) {
@@ -92,8 +115,8 @@ bool Mosquitto_WaitForLoss(ClientConfig& cfg, std::chrono::milliseconds patience
 
 int Mosquitto_Reconnect(ClientConfig& cfg) {
   mosquitto_loop_stop(cfg.mosq, false);
-  if (mosquitto_client_renew(cfg) != 0 || mosquitto_connect_bind(cfg.mosq, cfg.host, cfg.port, cfg.keepalive,
-                                                                 cfg.bind_address) != MOSQ_ERR_SUCCESS) {
+  if (RenewWhereNeeded(cfg) != 0 || mosquitto_connect_bind(cfg.mosq, cfg.host, cfg.port, cfg.keepalive,
+                                                           cfg.bind_address) != MOSQ_ERR_SUCCESS) {
     return -1;
   }
   const int result = mosquitto_loop_start(cfg.mosq);

@@ -21,8 +21,9 @@ int Mosquitto_Publish(ClientConfig& cfg);
 bool Mosquitto_WaitForLoss(ClientConfig& cfg, std::chrono::milliseconds patience);
 
 // One attempt to connect again after a loss, with a client made anew: the library keeps half-received
-// messages over a reconnection, which would meet the message numbers of a broker that has started from new. 0
-// when a connection is on its way. Keeper thread.
+// messages over a reconnection, which would meet the message numbers of a broker that has started from new.
+// Where the broker keeps the session, the client stays, and with it what was on its way in either direction,
+// unless the broker has said that the session is gone. 0 when a connection is on its way. Keeper thread.
 int Mosquitto_Reconnect(ClientConfig& cfg);
 
 // Ends the client and releases everything that its configuration owns.

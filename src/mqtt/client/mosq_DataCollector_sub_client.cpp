@@ -68,7 +68,11 @@ void InstallCallbacks(mosquitto* mosq, const ClientConfig& cfg) {
     mosquitto_publish_callback_set(mosq, on_publish_callback);
     mosquitto_subscribe_callback_set(mosq, on_subscribe_callback);
   }
-  mosquitto_connect_callback_set(mosq, on_connect_callback);
+  if (cfg.clean_session) {
+    mosquitto_connect_callback_set(mosq, on_connect_callback);
+  } else {
+    mosquitto_connect_with_flags_callback_set(mosq, on_session_callback);
+  }
   mosquitto_disconnect_callback_set(mosq, on_disconnect_callback);
   mosquitto_message_callback_set(mosq, cfg.onMessage);
 }
@@ -160,8 +164,8 @@ int mosquitto_client_renew(ClientConfig& cfg) {
   {
     const std::lock_guard lock(cfg.mutex);
     std::swap(cfg.mosq, renewed);
-    cfg.lost = false;
   }
+  cfg.remembers = false;
   mosquitto_destroy(renewed);
   return 0;
 }

@@ -10,6 +10,7 @@
 #include "ground/StatusFile.h"
 #include "ground/Trace.h"
 #include "mqtt/inbound/PayloadFields.h"
+#include "mqtt/inbound/RepeatedRecords.h"
 #include "mqtt/inbound/RequestIds.h"
 #include "store/WriteRecord.h"
 
@@ -93,7 +94,8 @@ void StoreRecord(const IoBranch& branch) {
   const SourceKind kind = branch.kind;
   Print("***************Writing %s record in the %s table\n", kKindIndexWord[kind], kKindWord[kind]);
   MarkPeriodicRecordWritten(kind);
-  if (WriteRecord(gMainState, kind, {.requestId = gMainState.i32_ParsedReqId[kind]}) != 0) {
+  if (WriteRecord(gMainState, kind,
+                  {.requestId = gMainState.i32_ParsedReqId[kind], .mayBeStored = MayBeRepeated(kind)}) != 0) {
     Print("Failure: Fail to write %s Database\n", kKindIndexWord[kind]);
     CountRefused(kind);
   } else {

@@ -13,6 +13,7 @@
 #include "ground/Trace.h"
 #include "mqtt/inbound/Ingestion.h"
 #include "mqtt/inbound/PayloadFields.h"
+#include "mqtt/inbound/RepeatedRecords.h"
 #include "mqtt/inbound/RequestIds.h"
 #include "store/WriteRecord.h"
 
@@ -218,7 +219,8 @@ int Write(const MeterBranch& branch, const MeterRecord& record) {
                       .meter = static_cast<std::size_t>(record.meter - 1 + branch.firstDevice),
                       .requestId = record.requestId,
                       .siteId = identity.siteId.c_str(),
-                      .deviceId = identity.deviceId.c_str()});
+                      .deviceId = identity.deviceId.c_str(),
+                      .mayBeStored = MayBeRepeated(branch.kind)});
 }
 
 void Store(const MeterBranch& branch, const MeterRecord& record) {
@@ -261,6 +263,7 @@ bool IsTemperatureRecord(const InboundMessage& message) {
 
 void NameLost(SourceKind kind, const MeterRecord& record, bool meterIsInTable) {
   FixedText<79> reason{};
+  MayBeRepeated(kind);  // a record like others: those that follow it are new
   if (meterIsInTable) {
     reason.Format("line %d is not one of 1 to %zu", record.line, kKinds[kind].storedLines);
   } else {
