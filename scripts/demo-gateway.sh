@@ -1,10 +1,11 @@
 #!/bin/bash
 # The part of demo.sh that runs in the private root, where the daemon's absolute paths are its own.
 #
-# Usage: demo-gateway.sh BUILD SECONDS KINDS [KEEP]     (kinds separated by commas, no "all")
+# Usage: demo-gateway.sh BUILD SECONDS KINDS [KEEP [SESSION]]     (kinds separated by commas, no "all"; a SESSION
+# that is not empty is kept)
 set -euo pipefail
 
-build=$1 seconds=$2 kinds=$3 keep=${4:-}
+build=$1 seconds=$2 kinds=$3 keep=${4:-} session=${5:-}
 checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 work=${keep:-/tmp/demo}
 settings=/root/DataCollectorAppComponent/etc/Config
@@ -15,6 +16,9 @@ daemon='' simulator='' broker=''
 # second, and after an outage it has to catch up.
 seconds_per_record=2
 retry_seconds=5
+
+# How long the daemon stays down when the broker keeps its session.
+down_seconds=3
 
 fail() {
   echo "demo: $1" >&2
@@ -75,13 +79,14 @@ configure() {
   done
   set_number "$sources" '[A-Za-z0-9]+DataSourcePerPublishInterval' "$retry_seconds"
   set_number "$settings/DataCollectorGeneric.cfg" DCDBPublishRetryInterval "$retry_seconds"
+  [ -z "$session" ] || echo 'KeepSession = 1;' >>"$settings/DataCollectorMqtt.cfg"
 }
 
 # shellcheck disable=SC2317  # called by wait_for
 broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
 
 start_broker() {
-  printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' \
+  printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' 'max_queued_messages 0' \
     "log_dest file $work/broker.log" >/tmp/broker.conf
   mosquitto -c /tmp/broker.conf >>"$work/broker.log" 2>&1 &
   broker=$!
@@ -121,7 +126,7 @@ start_simulator() {
 }
 
 # Records that are published while the daemon is down never reach it, so the sources pause.
-restart_daemon() {
+restart_with_pause() {
   note "the daemon is to be restarted"
   kill -USR1 "$simulator"
   wait_for 10 grep -q '^state paused' "$work/report" || fail "the simulator does not pause"
@@ -142,6 +147,32 @@ table_of() {
     RS232) echo "RS232DataCollectorDb.db RS232_table REG1 REG2='$run'" ;;
     SNMP) echo "SNMPDataCollectorDb.db SNMP_table SNMPData SNMPData LIKE '%;run=$run;%'" ;;
   esac
+}
+
+# Rows of all tables.
+rows_stored() {
+  local run=none kind database table rows=0
+  for kind in ${kinds//,/ }; do
+    read -r database table _ <<<"$(table_of "${kind^^}")"
+    rows=$((rows + $(sqlite3 "$databases/$database" "SELECT count(*) FROM $table")))
+  done
+  echo "$rows"
+}
+
+# The sources go on while the daemon is down, and the broker keeps what they publish. They pause while it arrives,
+# so that nothing else does.
+restart_with_session() {
+  local before
+  note "the daemon is down, the sources go on"
+  stop_daemon
+  before=$(rows_stored)
+  sleep "$down_seconds"
+  kill -USR1 "$simulator"
+  start_daemon
+  wait_for 10 grep -q '^state paused' "$work/report" || fail "what has waited does not arrive"
+  echo "$(($(rows_stored) - before)) records were published while the daemon was down for $down_seconds s, and stored"
+  note "the daemon is up again"
+  kill -USR2 "$simulator"
 }
 
 # Compares what was published with what the tables hold. Returns 1 when a record is missing, stored twice or
@@ -182,7 +213,11 @@ at_percent 40
 echo 1 >/tmp/networkstatus
 note "the WAN is up again"
 at_percent 50
-restart_daemon
+if [ -n "$session" ]; then
+  restart_with_session
+else
+  restart_with_pause
+fi
 
 result=0
 wait "$simulator" || result=1

@@ -4,9 +4,11 @@
 # and the daemon is restarted. Ends with a line per kind: published, stored, confirmed and lost records, as the
 # databases have them.
 #
-# Usage: demo.sh [--seconds N] [--kinds LIST] [--keep DIR]
+# Usage: demo.sh [--seconds N] [--kinds LIST] [--keep-session] [--keep DIR]
 #   --seconds N   length of the run, 30 to 3000 (60)
 #   --kinds LIST  all, or some of aio,dio,temperature,rs485,rs232,snmp (all)
+#   --keep-session  KeepSession = 1: the sources go on while the daemon is restarted, and what they publish while
+#                 it is down for three seconds is kept by the broker
 #   --keep DIR    leave trace, logs, report, databases and the status as a page in a new folder of DIR
 #
 # Needs a Debian 12 and this checkout: missing packages are installed (as root or with sudo), and a release
@@ -22,12 +24,17 @@ fail() {
   exit "${2:-1}"
 }
 
-seconds=60 kinds=all keep=
+seconds=60 kinds=all keep='' session=''
 while [ $# -gt 0 ]; do
   case $1 in
     --help | -h)
-      sed -n 's/^# \{0,1\}//; 2,14p' "${BASH_SOURCE[0]}"
+      sed -n 's/^# \{0,1\}//; 2,16p' "${BASH_SOURCE[0]}"
       exit 0
+      ;;
+    --keep-session)
+      session=kept
+      shift
+      continue
       ;;
     --seconds | --kinds | --keep) ;;
     *) fail "unknown argument '$1' (see --help)" 2 ;;
@@ -108,6 +115,6 @@ quietly cmake --build "$build" --target DataCollector gateway-sim datacollectorc
 export DATACOLLECTOR_BUILD_DIRS=$build DATACOLLECTOR_KEEP=$keep
 status=0
 run "$checkout/scripts/private-root.sh" \
-  "$checkout/scripts/demo-gateway.sh" "$build" "$seconds" "$kinds" "$keep" || status=$?
+  "$checkout/scripts/demo-gateway.sh" "$build" "$seconds" "$kinds" "$keep" "$session" || status=$?
 [ -z "$keep" ] || echo "Kept in $keep: status.html and all that the run has left"
 exit "$status"

@@ -136,6 +136,35 @@ HTTPSendPublishTopic1 = "HTTPSend/AIO/Record";
   EXPECT_STREQ(topics_.i8_HTTPSendPublishTopics[0].c_str(), "HTTPSend/AIO/Record");
 }
 
+TEST_F(SiteConfig, WithoutAWordAboutTheSessionNothingIsSaidOfIt) {
+  const Reading reading = Read(ReadTopicsConfig, "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0;");
+  EXPECT_EQ(reading.out.find("KeepSession"), std::string::npos) << reading.out;
+  EXPECT_EQ(reading.err, "");
+  EXPECT_EQ(topics_.ui16_KeepSession, 0);
+}
+
+TEST_F(SiteConfig, TheSessionIsKeptByExactlyOne) {
+  for (const int value : {0, 1}) {
+    const Reading reading =
+        Read(ReadTopicsConfig, "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " +
+                                   std::to_string(value) + ";");
+    EXPECT_EQ(topics_.ui16_KeepSession, value);
+    EXPECT_NE(reading.out.find(Number("KeepSession", value)), std::string::npos) << reading.out;
+    EXPECT_EQ(reading.err, "");
+  }
+}
+
+TEST_F(SiteConfig, AnyOtherWishForTheSessionIsNamedAndCountsAsNone) {
+  for (const int value : {2, -1, 65537}) {
+    const Reading reading =
+        Read(ReadTopicsConfig, "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " +
+                                   std::to_string(value) + ";");
+    EXPECT_EQ(topics_.ui16_KeepSession, 0);
+    EXPECT_EQ(reading.err, "KeepSession is " + std::to_string(value) + " in " + path_ +
+                               " file, only 0 and 1 are known: 0 is used\n");
+  }
+}
+
 TEST_F(SiteConfig, WithoutSubscribeCountNoTopicIsRead) {
   const Reading reading = Read(ReadTopicsConfig,
                                "SubscribeTopic1 = \"a\"; AppDataReqPublishTopic = \"b\";"

@@ -63,6 +63,64 @@ TEST_F(Callbacks, ALostConnectionLeavesTheStatusAndIsNoted) {
   EXPECT_TRUE(cfg_->connected);
 }
 
+int toldSessions = 0;
+
+class SessionCallbacks : public Callbacks {
+ protected:
+  SessionCallbacks() {
+    toldSessions = 0;
+    cfg_->onKeptSession = [] { ++toldSessions; };
+  }
+
+  // What is printed when the broker answers so. There is no connection that could be given up.
+  std::string Answer(int result, bool present) {
+    CapturedOutput output;
+    on_session_callback(nullptr, cfg_.get(), result, present ? 1 : 0);
+    output.Err();
+    return output.Out();
+  }
+
+  static constexpr const char* kAccepted = "on_connect_callback:\nConnect Success:\ntopic_count : 0\n";
+};
+
+TEST_F(SessionCallbacks, ASessionThatIsTakenUpAgainMayRepeat) {
+  EXPECT_EQ(Answer(0, true), kAccepted);
+  EXPECT_EQ(toldSessions, 1);
+  EXPECT_EQ(Answer(0, true), kAccepted);
+  EXPECT_EQ(toldSessions, 2);
+}
+
+TEST_F(SessionCallbacks, ANewSessionHasNothingToRepeat) {
+  EXPECT_EQ(Answer(0, false), kAccepted);
+  EXPECT_TRUE(cfg_->connected);
+  EXPECT_EQ(toldSessions, 0);
+}
+
+TEST_F(SessionCallbacks, ARefusedConnectionIsAsEver) {
+  EXPECT_EQ(Answer(5, false), "on_connect_callback:\n");
+  EXPECT_FALSE(cfg_->remembers);
+  EXPECT_EQ(toldSessions, 0);
+}
+
+TEST_F(SessionCallbacks, AClientThatRemembersGivesAConnectionUpThatHasNoSession) {
+  Answer(0, false);
+  cfg_->connected = false;
+  EXPECT_EQ(Answer(0, false), "");
+  EXPECT_TRUE(cfg_->sessionGone);
+  EXPECT_FALSE(cfg_->connected);
+}
+
+TEST_F(SessionCallbacks, TheSessionThatSuchAConnectionLeavesBehindHasNothingToRepeat) {
+  Answer(0, false);
+  Answer(0, false);
+  cfg_->remembers = false;  // made anew
+  EXPECT_EQ(Answer(0, true), kAccepted);
+  EXPECT_FALSE(cfg_->sessionGone);
+  EXPECT_EQ(toldSessions, 0);
+  Answer(0, true);
+  EXPECT_EQ(toldSessions, 1);
+}
+
 TEST_F(Callbacks, ASubscriptionTellsEveryGrantedQos) {
   const std::array<int, 3> granted = {2, 1, 128};
   CapturedOutput output;
