@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <ctime>
 
 #include "Checks.h"
@@ -14,7 +16,9 @@ namespace datacollector::ctl {
 namespace {
 
 constexpr const char* kTableScript = "/bin/DatabaseInterface.sh";
-constexpr const char* kRotation = "/etc/logrotate.d/DataCollectorLogrotateConfig";
+// One of them is enough: logrotate's own, or what cron runs where there is no logrotate.
+constexpr std::array<const char*, 2> kRotations = {"/etc/logrotate.d/DataCollectorLogrotateConfig",
+                                                   "/usr/libexec/datacollector/rotate-log"};
 constexpr const char* kWanStatus = "/tmp/networkstatus";
 constexpr std::uint16_t kBrokerPort = 1883;
 constexpr std::time_t kYear2020 = 1577836800;
@@ -38,12 +42,12 @@ bool BrokerAnswers() {
 
 void CheckEnvironment(const CheckInput& input, Findings& findings) {
   const std::string script = input.tree.Path(kTableScript);
-  const std::string rotation = input.tree.Path(kRotation);
   if (::access(script.c_str(), X_OK) != 0 || !SizeOfFile(script)) {
     findings.Add(Code::ScriptMissing, script, "can't be run");
   }
-  if (!SizeOfFile(rotation)) {
-    findings.Add(Code::RotationMissing, rotation, "is not there");
+  if (std::ranges::none_of(kRotations,
+                           [&](const char* path) { return SizeOfFile(input.tree.Path(path)).has_value(); })) {
+    findings.Add(Code::RotationMissing, input.tree.Path(kRotations.front()), "is not there");
   }
   if (!input.tree.IsLive()) {
     return;

@@ -87,7 +87,8 @@ constexpr std::array<FindingRow, static_cast<std::size_t>(Code::Count)> kRows = 
     {Code::WanMissing, "wan-missing", kWarning, "/tmp/networkstatus can't be read: nothing is sent.",
      "start the service that writes it, or set enablelanmqtt"},
     {Code::RotationMissing, "rotation-missing", kWarning, "Nothing keeps the log from filling the memory.",
-     "install gateway/logrotate.d/DataCollectorLogrotateConfig into /etc/logrotate.d"},
+     "install gateway/logrotate.d/DataCollectorLogrotateConfig into /etc/logrotate.d and run it every five "
+     "minutes"},
     {Code::ClockWrong, "clock-wrong", kWarning, "The clock stands before 2020: read times will be wrong.",
      "set the clock before the daemon starts"},
 }};

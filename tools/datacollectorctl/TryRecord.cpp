@@ -93,7 +93,7 @@ TriedRecord TryRecord(DataCollectorMainStructure& main, SourceKind kind, const s
     const long line = std::strtol(FieldAt(fields, row.linePlace).c_str(), nullptr, 10);
     siteId = Bare(FieldAt(fields, 1));
     deviceId = Bare(FieldAt(fields, 2));
-    origin = {static_cast<std::size_t>(line - 1), static_cast<std::size_t>(meter - 1),
+    origin = {static_cast<std::size_t>(line) - 1, static_cast<std::size_t>(meter) - 1,
               DecimalValue(FieldAt(fields, row.requestIdPlace)), siteId.c_str(), deviceId.c_str()};
     if (!Place(main, kind, record, origin.line, origin.meter)) {
       tried.refusal = "meter index " + std::to_string(meter) + " must be 1 to " +
