@@ -47,6 +47,8 @@ class LocalBroker {
     EXPECT_TRUE(WaitUntil(Accepts));
   }
 
+  void Signal(int number) const { ::kill(process_, number); }
+
   // Ends the broker as if its process had crashed.
   void Stop() {
     if (process_ > 0) {

@@ -44,6 +44,27 @@ TEST_F(ClientConfigTest, TheDefaultsAreThoseOfTheLocalBroker) {
   EXPECT_STREQ(cfg_->host, "127.0.0.1");
 }
 
+TEST_F(ClientConfigTest, AKeptSessionHasTheDevicesIdentifierAndItsProtocol) {
+  gMainState.DataCollectorMqttTopics.ui16_KeepSession = 1;
+  gMainState.DataCollectorSiteConfig.DeviceID = "GW0001";
+  mosquitto_client_config_load(*cfg_);
+  CapturedOutput output;
+  EXPECT_EQ(DataCollector_sub_client_config_load(*cfg_), 0);
+  EXPECT_STREQ(cfg_->id.get(), "DataCollector-GW0001");
+  EXPECT_FALSE(cfg_->clean_session);
+  EXPECT_EQ(cfg_->protocol_version, MQTT_PROTOCOL_V311);
+  EXPECT_EQ(cfg_->qos, 2) << "of what the daemon publishes";
+  gMainState.DataCollectorSiteConfig.DeviceID = nullptr;
+}
+
+TEST_F(ClientConfigTest, AKeptSessionOfADeviceWithoutAnIdentifierIsOneAllTheSame) {
+  gMainState.DataCollectorMqttTopics.ui16_KeepSession = 1;
+  mosquitto_client_config_load(*cfg_);
+  CapturedOutput output;
+  EXPECT_EQ(DataCollector_sub_client_config_load(*cfg_), 0);
+  EXPECT_STREQ(cfg_->id.get(), "DataCollector-");
+}
+
 TEST_F(ClientConfigTest, TheDefaultsTouchNothingElse) {
   cfg_->host = "192.168.1.1";
   cfg_->id = CopyText("an id");
