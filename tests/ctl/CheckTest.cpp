@@ -22,6 +22,15 @@ TEST_F(CtlTest, NothingIsFoundOnTheShippedGateway) {
   EXPECT_EQ(result.status, 0);
 }
 
+TEST_F(CtlTest, TheSessionThatIsKeptIsAWishLikeOthers) {
+  const std::string file = std::string(kConfig) + "DataCollectorMqtt.cfg";
+  FillAio(10, 3, 1000);
+  Edit(file, "NoOfHTTPPublishTopics", "KeepSession = 1;\nNoOfHTTPPublishTopics");
+  EXPECT_EQ(Check().text, "Nothing found.\n");
+  Edit(file, "KeepSession = 1", "KeepSession = 2");
+  EXPECT_TRUE(Check().Names("'KeepSession' = 2 is stored as 0")) << Check().text;
+}
+
 struct Fault {
   const char* code;
   int status;
