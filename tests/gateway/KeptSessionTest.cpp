@@ -56,15 +56,13 @@ TEST_F(KeptSessionTest, WhatIsPublishedWhileTheDaemonIsDownIsStoredInItsOrder) {
     Publish(RS485, request);
   }
   Launch();
-  ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, 39));
-  ASSERT_TRUE(Out().WaitForCount(FactsOf(RS485).stored, 39));
+  ASSERT_TRUE(WaitUntil([] { return Requests(AIO).size() == 40 && Requests(RS485).size() == 40; }));
   std::vector<std::string> expected;
   for (int request = 1; request <= 40; ++request) {
     expected.push_back(std::to_string(request));
   }
   EXPECT_EQ(Requests(AIO), expected);
   EXPECT_EQ(Requests(RS485), expected);
-  EXPECT_EQ(Err().Count("left out"), 0U) << Err().All();
 }
 
 TEST_F(KeptSessionTest, AConfirmationWaitsForTheDaemonAsWell) {
@@ -125,7 +123,7 @@ TEST_F(KeptSessionKillTest, ARecordThatWasStoredAtAKillIsLeftOutWhenItComesAgain
   Publish(AIO, 4);  // the same reading once more, which is one of its own
   Publish(AIO, 5);
   Launch();
-  ASSERT_TRUE(Out().WaitForCount("Record - 3 inserted successfully\n", 1));
+  ASSERT_TRUE(WaitUntil([] { return Requests(AIO).back() == "5"; }));
   EXPECT_EQ(Requests(AIO), (std::vector<std::string>{"4", "4", "5"}));
   EXPECT_EQ(Err().Count("AIO record left out: the newest row, number 1, is this record already\n"), 1U)
       << Err().All();
@@ -206,7 +204,8 @@ TEST_F(KeptSessionTest, AConnectionThatBreaksIsTakenUpAgainWithItsSession) {
   Publish(AIO, 2);
   ASSERT_TRUE(Out().WaitForCount("Subscribed (mid: ", 2 * topics));
   Publish(AIO, 3);
-  ASSERT_TRUE(Out().WaitForCount(FactsOf(AIO).stored, 3));
+  // The first one may come again, and is left out then.
+  ASSERT_TRUE(Out().WaitFor("Record - 3 inserted successfully\n"));
   EXPECT_EQ(Requests(AIO), (std::vector<std::string>{"1", "2", "3"}));
 }
 
