@@ -13,7 +13,7 @@ set -eu
 
 build='g++ cmake ninja-build pkg-config libmosquitto-dev libconfig-dev libsqlite3-dev'
 run='mosquitto bubblewrap sqlite3'
-check='libgtest-dev clang-format clang-tidy clang libclang-rt-14-dev shellcheck libfaketime
+check='libgtest-dev clang-format clang-tidy clang libclang-rt-14-dev llvm shellcheck libfaketime
   gcovr busybox python3-prometheus-client'
 cross='g++-mipsel-linux-gnu g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user-static'
 package='dpkg-dev fakeroot file lintian debootstrap systemd-container mosquitto-clients busybox sqlite3'

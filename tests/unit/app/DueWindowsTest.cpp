@@ -54,8 +54,8 @@ class DueWindows : public ::testing::Test {
     return WithoutLineNumbers(output.Out());
   }
   static std::string Traced(int minute, const std::string& text) {
-    const std::string line = "FILE:WriteWindows.cpp:LINE:N:FUNCTION:SetWRRecordsFlags";
-    return line + ":START\nui8_WRMinute = " + std::to_string(minute) + "\n" + text + line + ":END\n";
+    return datacollector::Traced("WriteWindows.cpp", "SetWRRecordsFlags",
+                                 "ui8_WRMinute = " + std::to_string(minute) + "\n" + text);
   }
 
   static int DueSources() {

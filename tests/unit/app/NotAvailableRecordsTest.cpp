@@ -28,9 +28,9 @@ class NotAvailable : public ::testing::Test {
   }
 
   static std::string Traced(const std::string& function, const std::string& text) {
-    const std::string line = "FILE:NotAvailableRecords.cpp:LINE:N:FUNCTION:" + function;
-    return line + ":START\n \n\n\n ************************ Entering " + function +
-           " ************************\n" + text + line + ":END\n";
+    return datacollector::Traced(
+        "NotAvailableRecords.cpp", function,
+        " \n\n\n ************************ Entering " + function + " ************************\n" + text);
   }
 
   static std::string LineAndMeter(int line, int meter) {

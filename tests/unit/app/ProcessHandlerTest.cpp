@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <regex>
 #include <string>
 
 #include "app/ProcessHandler.h"
@@ -71,9 +72,9 @@ class InstanceGuard : public ::testing::Test {
   }
 
   static std::string Traced(const std::string& text) {
-    const std::string line = "FILE:ProcessHandler.cpp:LINE:N:FUNCTION:ProcessHandler";
-    return line + ":START\nSocket File Descriptor = N\nSuccess: UNIX domain Socket Created Successfully\n" +
-           text + line + ":END\n";
+    return datacollector::Traced(
+        "ProcessHandler.cpp", "ProcessHandler",
+        "Socket File Descriptor = N\nSuccess: UNIX domain Socket Created Successfully\n" + text);
   }
 
   std::string folder_;

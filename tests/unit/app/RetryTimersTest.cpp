@@ -3,6 +3,7 @@
 #include <array>
 #include <ctime>
 #include <ostream>
+#include <regex>
 #include <string>
 
 #include "app/RetryTimers.h"

@@ -8,6 +8,7 @@
 
 #include "app/ControlLoop.h"
 #include "app/StartUp.h"
+#include "ground/FileLogger.h"
 #include "ground/Flags.h"
 #include "ground/MainState.h"
 #include "support/CaptureOutput.h"
@@ -18,8 +19,7 @@ namespace datacollector {
 namespace {
 
 std::string Traced(const std::string& text) {
-  const std::string line = "FILE:StartUp.cpp:LINE:N:FUNCTION:CreateDataCollectorDataBases";
-  return line + ":START\n" + text + line + ":END\n";
+  return datacollector::Traced("StartUp.cpp", "CreateDataCollectorDataBases", text);
 }
 
 // The function of each kind, in what it prints, and in what it logs.

@@ -9,24 +9,13 @@
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <regex>
 #include <string>
 
 #include "ground/MainState.h"
 #include "support/CaptureOutput.h"
+#include "support/Texts.h"
 
 namespace datacollector {
-
-// Trace lines without their line numbers, which change with every edit of the source file.
-inline std::string WithoutLineNumbers(const std::string& text) {
-  return std::regex_replace(text, std::regex("LINE:[0-9]+"), "LINE:N");
-}
-
-// The trace lines around what a function prints.
-inline std::string Traced(const std::string& file, const std::string& function, const std::string& text) {
-  const std::string line = "FILE:" + file + ":LINE:N:FUNCTION:" + function;
-  return line + ":START\n" + text + line + ":END\n";
-}
 
 struct Reading {
   int result;

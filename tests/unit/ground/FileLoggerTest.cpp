@@ -39,8 +39,7 @@ class FileLogger : public ::testing::Test {
 };
 
 std::string Traced(const std::string& function, const std::string& text) {
-  const std::string line = "FILE:FileLogger.cpp:LINE:N:FUNCTION:" + function;
-  return line + ":START\n" + text + line + ":END\n";
+  return datacollector::Traced("FileLogger.cpp", function, text);
 }
 
 TEST_F(FileLogger, InitLogFileRemembersItsPathAndCreatesTheFixedFile) {

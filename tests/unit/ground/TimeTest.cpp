@@ -16,8 +16,7 @@ namespace datacollector {
 namespace {
 
 std::string Traced(const std::string& function, const std::string& text) {
-  const std::string line = "FILE:GenericFunctions.cpp:LINE:N:FUNCTION:" + function;
-  return line + ":START\n" + text + line + ":END\n";
+  return datacollector::Traced("GenericFunctions.cpp", function, text);
 }
 
 // The clock that the tests hand in: fails a number of times, then tells `seconds`.

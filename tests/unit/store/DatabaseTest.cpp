@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "ground/FileLogger.h"
 #include "store/Database.h"
 #include "unit/store/LockHolder.h"
 #include "unit/store/StoreTest.h"

@@ -9,12 +9,14 @@
 #include <filesystem>
 
 #include "config/LibConfigRead.h"
+#include "ground/FileLogger.h"
 #include "ground/Notices.h"
 #include "store/CreateDB.h"
 #include "store/ReadLastRecordID.h"
 #include "store/StoreAccess.h"
 #include "store/UpdateRecord.h"
 #include "store/WriteRecord.h"
+#include "support/ExampleRecords.h"
 
 namespace datacollector {
 namespace {
@@ -92,11 +94,6 @@ StandIn::~StandIn() {
   fs::rename(aside_, path_, ignored);
 }
 
-std::string Traced(const std::string& file, const std::string& function, const std::string& text) {
-  const std::string line = "FILE:" + file + ":LINE:N:FUNCTION:" + function;
-  return line + ":START\n" + text + line + ":END\n";
-}
-
 std::string SleepLines(int milliseconds) {
   return "slptm.tv_sec = " + std::to_string(milliseconds / 1000) +
          "\nslptm.tv_nsec = " + std::to_string(milliseconds % 1000 * 1000000) + "\nSleeping for " +
@@ -104,17 +101,8 @@ std::string SleepLines(int milliseconds) {
 }
 
 std::string ExampleData(SourceKind kind) {
-  static const std::array<const char*, kSourceKinds> kData = {
-      R"("<","M417",0,7,99,12.34,56.78,"2026-11-20 10:00:00",0,"0",">")",
-      R"("<","AI2DI2DO2_VT480",0,7,99,1,0,"2026-11-20 10:00:00",0,"0",">")",
-      R"("<","AI2DI2DO2_VT480",0,7,99,21.5,22.0,"2026-11-20 10:00:00",0,"0",">")",
-      R"("GW0001",0,7,1,1,"PM3-A","3P4W","17","192.168.1.17","0","40001","3","3","230.1","229.8","231.0",)"
-      R"("2026-11-20 10:00:00",0,"0",">")",
-      R"("SITE01","GW0001",0,7,1,1,"PM1-C","1P2W","5","0","40001","3","3","230.1","5.2","1.19",)"
-      R"("2026-11-20 10:00:00",0,"0",">")",
-      R"("SITE01","GW0001",7,1,1,"ups-1","UPS","192.168.1.50",161,"0","[","load=41;battery=100","]",)"
-      R"("2026-11-20 10:00:00",0,"0",">")"};
-  return kData[kind];
+  const std::string payload = kExamplePayloads[kind];
+  return IsMeterKind(kind) ? payload.substr(payload.find(',') + 1) : payload;
 }
 
 StoreTest::StoreTest() {

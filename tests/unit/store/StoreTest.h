@@ -58,9 +58,6 @@ inline constexpr const char* kLogTrace = "<GetTimeStamp>\n";
 // Runs an operation whose words don't matter. Returns its result.
 int Silently(const std::function<int()>& operation);
 
-// The trace lines around what a function prints.
-std::string Traced(const std::string& file, const std::string& function, const std::string& text);
-
 // What the meter kinds' writers and readers print to wait `milliseconds`.
 std::string SleepLines(int milliseconds);
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <ostream>
+#include <regex>
 #include <string>
 
 #include "ground/Flags.h"

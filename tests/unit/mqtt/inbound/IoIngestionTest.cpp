@@ -1,5 +1,6 @@
 // Storing of the records of AIO, DIO and TEMPERATURE.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <regex>
 #include <string>

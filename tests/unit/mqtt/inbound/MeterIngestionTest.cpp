@@ -1,9 +1,11 @@
 // Storing of the records of RS-485, RS-232 and SNMP.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <string>
 
+#include "ground/FileLogger.h"
 #include "ground/Flags.h"
 #include "ground/MainState.h"
 #include "mqtt/inbound/InboundMessage.h"

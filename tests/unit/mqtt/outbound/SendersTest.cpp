@@ -1,12 +1,14 @@
 // Handing over a kind's oldest unsent record.
 #include <gtest/gtest.h>
 #include <mosquitto.h>
+#include <sqlite3.h>
 
 #include <array>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -15,6 +17,7 @@
 #include "mqtt/client/ClientConfig.h"
 #include "mqtt/outbound/SendUnsent.h"
 #include "mqtt/outbound/Senders.h"
+#include "store/StoreAccess.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
 #include "support/ExampleGateway.h"
