@@ -64,25 +64,56 @@ build() {
   cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-check_with_clang_tidy() {
-  find src tools -name '*.cpp' -print0 |
-    xargs -0 -n 1 -P "$jobs" clang-tidy --quiet -p build/debug 2>build/clang-tidy.log || {
-    grep -v ' generated\.$' build/clang-tidy.log >&2
-    return 1
-  }
+# The file from which ctest takes its tests, and one more of them: a name, a command, and properties of the test.
+tests=build/tests/CTestTestfile.cmake
+add_test() {
+  name=$1
+  command=$2
+  shift 2
+  printf 'add_test([[%s]] %s)\nset_tests_properties([[%s]] PROPERTIES WORKING_DIRECTORY [[%s]] %s)\n' \
+    "$name" "$command" "$name" "$PWD" "$*" >>"$tests"
 }
 
-# One run over the tests of several builds. Most of the gateway tests' time is waiting, so a bit more runs at a
-# time than there are processors.
+# Each file by itself, on what the tests leave of the processors: no more of them at a time than these are, and each
+# yields to a test.
+add_clang_tidy() {
+  place=0
+  for file in $(find src tools -name '*.cpp' | sort); do
+    place=$(((place + 1) % jobs))
+    add_test "clang-tidy:$file" "nice -n 19 clang-tidy --quiet -p build/debug $file" \
+      "LABELS check COST 1000 TIMEOUT 600 RESOURCE_LOCK clang-tidy-$place"
+  done
+}
+
+# On the gateway's own processor: the gateway tests but for those of damage, floods and loops, which tell nothing new of
+# a processor and take as long as all others; the demo; on another processor, that records go all the way.
+processor_tests='^(StartUpTest|WholeRoadTest|RingTest|KindTest|AllKinds|AioRoadTest|SignalTest|InstanceTest)|/(Kind|Pacing)Test'
+add_emulated() {
+  emulated="TIMEOUT 1200 PROCESSORS $jobs RESOURCE_LOCK emulator"
+  add_test 'mipsel: gateway tests' "[[$PWD/scripts/test-emulated.sh]] mipsel [[$processor_tests]]" \
+    "LABELS emulated COST 2003 $emulated"
+  add_test 'mipsel: demo' "[[$PWD/scripts/test-emulated.sh]] mipsel demo" \
+    "LABELS emulated COST 2002 $emulated"
+  add_test 'arm64: whole road' \
+    "[[$PWD/scripts/test-emulated.sh]] arm64 [[^(WholeRoadTest|.*ADatabaseFile)]]" \
+    "LABELS emulated COST 2001 $emulated"
+}
+
+# All in one run, with three times as many at a time as there are processors: a gateway test waits for its daemon most
+# of its time. What takes long begins first.
 run_tests() {
   mkdir -p build/tests
+  : >"$tests"
   for preset in "$@"; do
-    echo "subdirs(\"$PWD/build/$preset\")"
-  done >build/tests/CTestTestfile.cmake
-  ctest --test-dir build/tests --output-on-failure --no-label-summary --no-tests=error -j $((jobs + 1))
+    echo "subdirs([[$PWD/build/$preset]])" >>"$tests"
+  done
+  if [ $quick = no ]; then
+    add_clang_tidy
+    add_emulated
+    add_test 'OpenWrt scripts' "[[$PWD/packaging/openwrt/test.sh]]" LABELS check
+  fi
+  ctest --test-dir build/tests --output-on-failure --no-label-summary --no-tests=error -j $((3 * jobs))
 }
-
-processor_tests='^(StartUpTest|WholeRoadTest|RingTest|KindTest|AllKinds|AioRoadTest|SignalTest|InstanceTest)|/(Kind|Pacing)Test'
 
 step 'install what is missing' scripts/install-dependencies.sh --test
 if [ $quick = yes ]; then
@@ -96,12 +127,5 @@ step 'format' check_format
 step 'includes' scripts/check-includes.sh
 step 'build: debug' build debug
 step 'build: tsan' build tsan DataCollector gateway_tests
-step 'clang-tidy' check_with_clang_tidy
-# On the gateway's own processor: the gateway tests but for those of damage, floods and loops, which tell nothing new of a
-# processor and take as long as all others; the demo; on another processor, that records go all the way.
-step 'mipsel: gateway tests' scripts/test-emulated.sh mipsel "$processor_tests"
-step 'mipsel: demo' scripts/test-emulated.sh mipsel demo
-step 'arm64: whole road' scripts/test-emulated.sh arm64 '^(WholeRoadTest|.*ADatabaseFile)'
-step 'OpenWrt scripts' packaging/openwrt/test.sh
-echo "=== $(date +%H:%M:%S) tests: debug, tsan"
+echo "=== $(date +%H:%M:%S) tests: debug, tsan, clang-tidy, emulated processors"
 run_tests debug tsan
