@@ -1,7 +1,5 @@
 // What another thread does between two steps of the forwarding thread or of a retry timer.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -17,7 +15,6 @@
 #include "ground/GenericFunctions.h"
 #include "ground/MainState.h"
 #include "mqtt/client/ClientConfig.h"
-#include "mqtt/inbound/Confirmations.h"
 #include "mqtt/outbound/HandOver.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
@@ -25,22 +22,6 @@
 #include "support/LocalBroker.h"
 #include "support/Texts.h"
 #include "unit/app/ThreadAlarm.h"
-
-namespace {
-
-std::function<void()> behindTheUpdate;  // of a row, once
-
-}  // namespace
-
-// Stands in front of the library's own in this program. It is asked behind an update, before its confirmation
-// is judged.
-extern "C" int sqlite3_changes(sqlite3* database) {
-  using Changes = int (*)(sqlite3*);
-  if (behindTheUpdate) {
-    std::exchange(behindTheUpdate, nullptr)();
-  }
-  return reinterpret_cast<Changes>(::dlsym(RTLD_NEXT, "sqlite3_changes"))(database);
-}
 
 namespace datacollector {
 namespace {
@@ -226,38 +207,6 @@ TEST_F(TimerInterleaving, ARecordThatLeavesWhileItsTimerRunsIsNotTakenForAnOldOn
   EXPECT_EQ(retries, 0);
   EXPECT_GT(before, 0);
   EXPECT_LT(before, kRuns);
-}
-
-// Record 5 is confirmed while 6 is announced, over and over, at a moment that keeps to the one at which the
-// confirmation takes effect: sooner when it did, later when it did not. Before, it must not release 6;
-// behind, 6 uses the release up. Number 6 waits for its own confirmation in the end.
-TEST_F(TimerInterleaving, AConfirmationNeverReleasesTheRecordThatIsAnnouncedMeanwhile) {
-  constexpr int kRuns = 3000;
-  constexpr long kStep = 50;  // nanoseconds
-  MakeTable(AIO);
-  AddRow(AIO, 5, "0", "time");
-  long delay = 1000;
-  int effective = 0;
-  int released = 0;
-  Interruption interruption([] { HandOver(AIO, gClientConfig, -1.0).Announce(6); });
-  CapturedOutput output;
-  for (int run = 0; run < kRuns; ++run) {
-    watched_.word.Set(kFirstSent);
-    watched_.word.Clear(kRetryDue | kSendWanted | kSendUnsent);
-    watched_.gi32_LastSentDCDBRecordNum = 5;
-    watched_.gui8_NoDCDBRecordsToPublish = 1;
-    behindTheUpdate = [&] { interruption.In(delay); };
-    ApplyConfirmation({SubscribeTopic(10), "X,time,5,1,time"});
-    Interruption::Await();
-    const bool early = watched_.gui8_NoDCDBRecordsToPublish == 0;
-    effective += early ? 1 : 0;
-    delay = std::max(delay + (early ? -kStep : kStep), 1L);
-    released += watched_.gui8_SendUnsentDCDBRecord;
-  }
-  output.Out();
-  EXPECT_EQ(released, 0);
-  EXPECT_GT(effective, 0);
-  EXPECT_LT(effective, kRuns);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EachKindInterleaving, ::testing::ValuesIn(kAllKinds), KindName());

@@ -117,8 +117,8 @@ TEST_P(RetryTimer, ARecordThatWaitsLessThanTheIntervalIsNot) {
 }
 
 TEST_P(RetryTimer, OnlyAWaitingRecordIsSentAgain) {
-  for (std::uint8_t unsent = 0; unsent < 3; ++unsent) {
-    for (std::uint8_t first = 0; first < 3; ++first) {
+  for (std::uint8_t unsent = 0; unsent < 2; ++unsent) {
+    for (std::uint8_t first = 0; first < 2; ++first) {
       Wait(GetParam().watched, kInterval);
       Watched().gui8_SendUnsentDCDBRecord = unsent;
       Watched().gui8_FirstDCDBRecordSent = first;

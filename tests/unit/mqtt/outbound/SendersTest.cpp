@@ -177,7 +177,7 @@ TEST_P(SendersWithBroker, EverythingIsAnnouncedBeforeThePacketLeaves) {
   EXPECT_EQ(atPublish->retry, 0);
   EXPECT_EQ(atPublish->firstSent, 1);
   EXPECT_EQ(atPublish->send, 0);
-  EXPECT_EQ(atPublish->gate, closesGate_ ? 0 : 1);
+  EXPECT_EQ(atPublish->gate, closesGate_ ? kGateClosedByHandOver : kGateOpen);
   Snapshot after = *atPublish;
   after.noRecords = 0;
   EXPECT_EQ(Take(kind_), after);
