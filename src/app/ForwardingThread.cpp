@@ -8,10 +8,12 @@
 #include <cstdio>
 #include <memory>
 
+#include "app/FastPacing.h"
 #include "ground/Flags.h"
 #include "ground/GenericFunctions.h"
 #include "ground/MainState.h"
 #include "ground/Numbers.h"
+#include "ground/RoundBell.h"
 #include "ground/StatusFile.h"
 #include "ground/Trace.h"
 #include "mqtt/outbound/Senders.h"
@@ -95,6 +97,25 @@ bool IsDue(SourceKind kind) {
          ((word & kFirstSent) == 0 || (word & (kSendWanted | kRetryDue)) != 0);
 }
 
+FastPacing pacing;  // forwarding thread only
+
+// Milliseconds of the monotonic clock.
+std::int64_t Now() {
+  const timespec now = TakeMonotonicClock().now;
+  return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+// The pause that ends a round; a fast one is cut short by the bell.
+void EndRound() {
+  if (!FastRounds()) {
+    SleepInMilliSecond(kRoundPause);
+    return;
+  }
+  const std::int32_t pause = pacing.TakePause(gMainState.ui16_FastRoundPause, Now());
+  PrintSleep(pause);
+  AwaitRing(pause);
+}
+
 void* ForwardingThread(void* /*unused*/) {
   for (;;) {
     RunForwardingRound();
@@ -114,13 +135,17 @@ void StartForwardingThread() {
 void VisitIfDue(SourceKind kind, double releaseTime) {
   const Visit& visit =
       *std::find_if(kVisits.begin(), kVisits.end(), [kind](const Visit& row) { return row.kind == kind; });
-  if (!IsDue(kind) || CloudConnectSendFlags[kind].gui8_NoDCDBRecordsToPublish != 0) {
+  if (!IsDue(kind) || CloudConnectSendFlags[kind].gui8_NoDCDBRecordsToPublish != 0 ||
+      (FastRounds() && pacing.HoldsBack(kind, Now()))) {
     return;
   }
   if (visit.before != nullptr) {
     PrintLine(visit.before);
   }
-  Send(kind, gClientConfig, releaseTime);
+  const SendOutcome outcome = Send(kind, gClientConfig, releaseTime);
+  if (FastRounds()) {
+    pacing.Note(kind, outcome, gMainState.ui16_FastRoundPause, Now());
+  }
   if (visit.after != nullptr) {
     PrintLine(visit.after);
   }
@@ -136,7 +161,7 @@ void RunForwardingRound() {
     PrintText(
         "##############################Inside HTTP Thread,but Not Sending records. Flag is not "
         "set#############################");
-    SleepInMilliSecond(kRoundPause);
+    EndRound();
     return;
   }
   PrintLine("##############################Inside HTTP Thread, Sending records#############################");
@@ -151,7 +176,7 @@ void RunForwardingRound() {
   PrintLine(
       "#######################################WAN is UP , Start sending records#######################");
   if (gMainState.ui16_CustomerDataBaseReadWriteUpdateEnable != 0) {
-    SleepInMilliSecond(kRoundPause);
+    EndRound();
     return;
   }
   PrintLine(
@@ -162,8 +187,10 @@ void RunForwardingRound() {
           kKindWord[visit.kind]);
     VisitIfDue(visit.kind, CloudConnectSendFlags[visit.kind].gf64_SendDCDBRecordFlagSetTime.Seconds());
   }
-  SleepInMilliSecond(gMainState.ui16_MainWhileLoopSleepInterval);
-  SleepInMilliSecond(kRoundPause);
+  if (!FastRounds()) {
+    SleepInMilliSecond(gMainState.ui16_MainWhileLoopSleepInterval);
+  }
+  EndRound();
 }
 
 }  // namespace datacollector

@@ -13,7 +13,7 @@ void StartForwardingThread();
 // flags are looked at: a release that comes in between counts as one that came later. Forwarding thread.
 void VisitIfDue(SourceKind kind, double releaseTime);
 
-// One round of the thread, with its sleeps. Forwarding thread.
+// One round of the thread, with its sleeps or the wait for the bell. Forwarding thread.
 void RunForwardingRound();
 
 }  // namespace datacollector

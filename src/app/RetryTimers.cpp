@@ -7,6 +7,7 @@
 #include "ground/Flags.h"
 #include "ground/GenericFunctions.h"
 #include "ground/MainState.h"
+#include "ground/RoundBell.h"
 #include "ground/Trace.h"
 
 namespace datacollector {
@@ -58,15 +59,35 @@ constexpr auto kTimerFunctions = KindTable<TimerFunction>({
     {SNMP, "SetSNMPDBRetryFlag"},
 });
 
+// Fast rounds hand no record over again before its own time is up: each kind goes by its own last record. Of
+// which line that was is not known here, so the longest of the lines' intervals counts.
+std::int32_t LongestInterval(const DataCollectorSourcesConfig& sources, SourceKind kind) {
+  std::int32_t longest = 0;
+  for (std::size_t line = 0; line < kKinds[kind].sources; ++line) {
+    if (IsLineEnabled(sources, kind, line)) {
+      longest = std::max(longest, PublishInterval(sources, kind, line));
+    }
+  }
+  return longest;
+}
+
+// Lines without a timer of their own would wait for ever where a fast round waits for a confirmation: there
+// the kind's first timer runs for any line.
+bool Runs(const RetryTimer& timer) {
+  return !IsMeterKind(timer.kind) || (FastRounds() && timer.enabledLine == 0) ||
+         IsLineEnabled(gMainState.DataCollectorSourcesConfig, timer.kind, timer.enabledLine);
+}
+
 // Seconds on the monotonic clock are compared as unsigned 32 bits, so that the comparison survives its wrap.
 // A record that is being handed over meanwhile has its time announced before its flags: they are read the
 // other way round, and the clock last, so that no record counts as old that has just left. A flag that was
 // decided on before a record of its kind was announced says nothing about that record and is not set.
 void RunTimer(const RetryTimer& timer, const char* function, ClockSource clockSource) {
   const DataCollectorSourcesConfig& sources = gMainState.DataCollectorSourcesConfig;
-  const KindSendFlags& clock = CloudConnectSendFlags[timer.clockKind];
+  const KindSendFlags& clock = CloudConnectSendFlags[FastRounds() ? timer.kind : timer.clockKind];
   KindSendFlags& flags = CloudConnectSendFlags[timer.kind];
-  const std::int32_t interval = PublishInterval(sources, timer.clockKind, timer.clockLine);
+  const std::int32_t interval = FastRounds() ? LongestInterval(sources, timer.kind)
+                                             : PublishInterval(sources, timer.clockKind, timer.clockLine);
   const std::uint32_t decidedOn = flags.word.Load();
   const std::uint32_t word = clock.word.Load();
   const int sendUnsent = (word & kSendUnsent) != 0 ? 1 : 0;
@@ -75,7 +96,9 @@ void RunTimer(const RetryTimer& timer, const char* function, ClockSource clockSo
   const ClockReading reading = TakeMonotonicClock(clockSource);
   const auto now = static_cast<std::uint32_t>(reading.now.tv_sec);
   if (now - lastSent >= static_cast<std::uint32_t>(interval) && sendUnsent == 0 && firstSent == 1) {
-    flags.word.SetSince(decidedOn, kRetryDue);
+    if (flags.word.SetSince(decidedOn, kRetryDue) && (decidedOn & kRetryDue) == 0) {
+      RingForRound();
+    }
   }
   PrintClockReading(reading, function);
   Print(
@@ -91,8 +114,7 @@ void RunRetryTimers(SourceKind kind, ClockSource clock) {
   const char* function = kTimerFunctions[kind].name;
   const FunctionTrace trace(function);
   for (const RetryTimer& timer : kTimers) {
-    if (timer.kind == kind && (!IsMeterKind(kind) || IsLineEnabled(gMainState.DataCollectorSourcesConfig,
-                                                                   kind, timer.enabledLine))) {
+    if (timer.kind == kind && Runs(timer)) {
       RunTimer(timer, function, clock);
     }
   }

@@ -8,7 +8,7 @@
 namespace datacollector {
 
 // Runs the timers of a kind. Those of RS-232 and SNMP look at the RS-485 timer and flags: the meter kinds
-// share one. Main thread.
+// share one, unless rounds are fast. Main thread.
 void RunRetryTimers(SourceKind kind, ClockSource clock = ::clock_gettime);
 
 // The same for one kind.

@@ -34,6 +34,26 @@ constexpr std::array<Setting<Main>, 7> kGenericKeys = {{
                                            "Maintenance mode = {key}, and Value = {value}\n"),
 }};
 
+// What an operator may add. A file without it is read as ever, without a word about it.
+constexpr const char* kRoundPauseKey = "ForwardingRoundPauseInMilliSec";
+constexpr int kShortestRoundPause = 10;
+constexpr int kUsualRoundPause = 1000;
+
+void ReadRoundPause(const ConfigFile& file, Main& main) {
+  const std::optional<int> value = file.Number(kRoundPauseKey);
+  if (!value) {
+    return;
+  }
+  const bool inRange = *value == 0 || (*value >= kShortestRoundPause && *value <= kUsualRoundPause);
+  const int pause = inRange ? *value : kUsualRoundPause;
+  PrintNumber(kUsualWording.number, kRoundPauseKey, file, pause);
+  if (!inRange) {
+    PrintError("%s is %d in %s file, neither 0 nor %d to %d: it counts as %d\n", kRoundPauseKey, *value,
+               file.Path(), kShortestRoundPause, kUsualRoundPause, kUsualRoundPause);
+  }
+  main.ui16_FastRoundPause = static_cast<std::uint16_t>(pause == kUsualRoundPause ? 0 : pause);
+}
+
 // A request topic has the room of its field, except that the first one is never longer than the others.
 constexpr std::size_t kRequestTopicLimit = 200;
 
@@ -177,7 +197,11 @@ int ReadMainSettings(const ConfigFile& file, std::span<const Setting<Main>> sett
 int ReadGenericConfig(DataCollectorMainStructure& main, const char* path) {
   const FunctionTrace trace(__func__);
   const ConfigFile file(path);
-  return ReadMainSettings(file, kGenericKeys, main);
+  if (ReadMainSettings(file, kGenericKeys, main) != 0) {
+    return -1;
+  }
+  ReadRoundPause(file, main);
+  return 0;
 }
 
 int ReadTopicsConfig(DataCollectorMainStructure& main, const char* path) {

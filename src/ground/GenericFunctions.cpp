@@ -34,6 +34,13 @@ void SleepOnce(const timespec& length, SleepSource sleep, const char* function, 
   }
 }
 
+timespec LengthOf(std::int32_t milliseconds) {
+  timespec length{};
+  length.tv_sec = milliseconds / 1000;
+  length.tv_nsec = (milliseconds % 1000) * 1000000L;
+  return length;
+}
+
 }  // namespace
 
 void GetMinutes(char* buffer, std::size_t size) {
@@ -85,14 +92,16 @@ void GetTimeStamp(TimeStampText& stamp) {
   GetTimeStamp(stamp.characters.data(), stamp.characters.size());
 }
 
-void SleepInMilliSecond(std::int32_t milliseconds, SleepSource sleep) {
-  timespec length{};
-  length.tv_sec = milliseconds / 1000;
-  length.tv_nsec = (milliseconds % 1000) * 1000000L;
+void PrintSleep(std::int32_t milliseconds) {
+  const timespec length = LengthOf(milliseconds);
   Print("slptm.tv_sec = %lld\n", static_cast<long long>(length.tv_sec));
   Print("slptm.tv_nsec = %ld\n", length.tv_nsec);
   Print("Sleeping for %d milliseconds\n", milliseconds);
-  SleepOnce(length, sleep, __func__, CodePlace::Current());
+}
+
+void SleepInMilliSecond(std::int32_t milliseconds, SleepSource sleep) {
+  PrintSleep(milliseconds);
+  SleepOnce(LengthOf(milliseconds), sleep, __func__, CodePlace::Current());
 }
 
 void Wait(const void* /*unused*/, std::int32_t seconds, SleepSource sleep) {

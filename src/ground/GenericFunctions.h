@@ -38,6 +38,9 @@ void GetTimeStamp(TimeStampText& stamp);
 // Sleeps; an interrupted sleep is not resumed. Ends the calling thread's event: the trace is written first.
 void SleepInMilliSecond(std::int32_t milliseconds, SleepSource sleep = ::nanosleep);
 
+// The lines that SleepInMilliSecond prints.
+void PrintSleep(std::int32_t milliseconds);
+
 // Sleeps whole seconds. The first argument is not used.
 void Wait(const void* unused, std::int32_t seconds, SleepSource sleep = ::nanosleep);
 

@@ -196,6 +196,7 @@ struct DataCollectorMainStructure {
   std::uint16_t ui16_DCDBReadTimeStampInSecSinceEpoch;       // 1: read time stamps are Epoch seconds
   std::uint16_t ui16_CustomerDataBaseReadWriteUpdateEnable;  // not 0: nothing is sent or confirmed
   std::uint16_t ui16_MeterReadSleepInterval;                 // milliseconds
+  std::uint16_t ui16_FastRoundPause;  // milliseconds, 10 to 999; 0: the forwarding rounds are not fast
   const char* SoftwareVer;
   const char* OruVer;
   std::uint16_t ui16_MaintenanceMode;

@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t kTypingSlips = 3;  // letters by which a key may be misspelt
 
 // Keys that may be missing: topic numbers without a meaning, and what an operator may switch on.
-constexpr std::array<const char*, 3> kOptionalKeys = {"SubscribeTopic18", "SubscribeTopic19", "KeepSession"};
+constexpr std::array<const char*, 4> kOptionalKeys = {"SubscribeTopic18", "SubscribeTopic19", "KeepSession",
+                                                      "ForwardingRoundPauseInMilliSec"};
 
 // The files of one kind count only when it is enabled.
 bool Counts(const CheckInput& input, std::size_t index) {

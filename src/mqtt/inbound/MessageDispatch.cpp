@@ -2,6 +2,7 @@
 
 #include "ground/Flags.h"
 #include "ground/GenericFunctions.h"
+#include "ground/RoundBell.h"
 #include "ground/Trace.h"
 #include "mqtt/client/ClientConfig.h"
 #include "mqtt/inbound/Confirmations.h"
@@ -107,7 +108,8 @@ void Dispatch(const InboundMessage& message) {
   TimeStampText publishTime{};
   GetTimeStamp(publishTime);
   Print("Publish Time Stamp Start: %s\n", publishTime.c_str());
-  gi32_HTTPThreadSendFlag = 1;
+  gi32_HTTPThreadSendFlag = kGateOpen;
+  RingForRound();
 }
 
 void HandleMessage(ClientConfig& cfg, const mosquitto_message& message) {

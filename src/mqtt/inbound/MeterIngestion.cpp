@@ -9,6 +9,7 @@
 #include "ground/GenericFunctions.h"
 #include "ground/MainState.h"
 #include "ground/Notices.h"
+#include "ground/RoundBell.h"
 #include "ground/StatusFile.h"
 #include "ground/Trace.h"
 #include "mqtt/inbound/Ingestion.h"
@@ -240,6 +241,7 @@ void Store(const MeterBranch& branch, const MeterRecord& record) {
   }
   RecordFlags.At(kind, meter, line) = 0;
   CountStored(kind);
+  WantFastRound(kind);
   Print(branch.successMessage, record.line);
   ResetRequestIds(kind, line);
 }

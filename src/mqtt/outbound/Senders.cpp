@@ -2,6 +2,7 @@
 
 #include "ground/Flags.h"
 #include "ground/MainState.h"
+#include "ground/RoundBell.h"
 #include "ground/Trace.h"
 #include "mqtt/outbound/HandOver.h"
 #include "mqtt/outbound/SendUnsent.h"
@@ -14,7 +15,7 @@ struct Sender {
   const char* function;
   const char* wanDownMessage;  // nullptr: sends whatever the state of the WAN
   const char* startedMessage;  // nullptr: none
-  bool gateAlwaysOpen;
+  bool gateAlwaysOpen;         // unless rounds are fast: the same record would go out over and over
   bool printsFlags;
   const char* forcedMessage;  // %d: retry flag
   const char* sendingMessage;
@@ -131,11 +132,11 @@ void PrintSent(const Sender& row, const HandOver& handOver, std::int32_t recordN
 
 }  // namespace
 
-void Send(SourceKind kind, ClientConfig& cfg, double releaseTime) {
+SendOutcome Send(SourceKind kind, ClientConfig& cfg, double releaseTime) {
   const Sender& row = kSenders[kind];
   const FunctionTrace trace(row.function);
   KindSendFlags& flags = CloudConnectSendFlags[kind];
-  if (row.gateAlwaysOpen) {
+  if (row.gateAlwaysOpen && !FastRounds()) {
     flags.gui8_SendUnsentDCDBRecord = 1;
   }
   if (row.startedMessage != nullptr) {
@@ -146,23 +147,24 @@ void Send(SourceKind kind, ClientConfig& cfg, double releaseTime) {
   }
   if (row.wanDownMessage != nullptr && gui8_WanStatus != 1) {
     PrintLine(row.wanDownMessage);
-    return;
+    return SendOutcome::HeldBack;
   }
   if (flags.gui8_SendDCDBRecordRetryFlags == 1) {
     Print(row.forcedMessage, flags.gui8_SendDCDBRecordRetryFlags.load());
   }
   if (!IsGateOpen(flags)) {
-    return;
+    return SendOutcome::HeldBack;
   }
   PrintLine(row.sendingMessage);
   HandOver handOver(kind, cfg, releaseTime);
   const std::int32_t recordNumber = SendUnsent(kind, gMainState, handOver);
   if (recordNumber > 0) {
     PrintSent(row, handOver, recordNumber);
-  } else {
-    Print("Failure: SendUnsent%sDCDBRecords%s\n", kKindFunctionWord[kind],
-          recordNumber == 0 ? " no unsent record present" : "");
+    return SendOutcome::HandedOver;
   }
+  Print("Failure: SendUnsent%sDCDBRecords%s\n", kKindFunctionWord[kind],
+        recordNumber == 0 ? " no unsent record present" : "");
+  return recordNumber == 0 ? SendOutcome::NoneLeft : SendOutcome::Failed;
 }
 
 void SendAIDCDBRecord(ClientConfig& cfg, double releaseTime) { Send(AIO, cfg, releaseTime); }

@@ -9,6 +9,7 @@
 #include "app/ForwardingThread.h"
 #include "ground/Flags.h"
 #include "ground/MainState.h"
+#include "ground/RoundBell.h"
 #include "mqtt/client/ClientConfig.h"
 #include "support/CaptureOutput.h"
 #include "support/ConnectedClient.h"
@@ -241,6 +242,74 @@ TEST_F(ForwardingRound, HandsTheReleaseTimeOfTheKindOver) {
     EXPECT_EQ(CloudConnectSendFlags[kind].gui8_SendDCDBRecordFlags, 0) << kind;
   }
   EXPECT_NE(gi32_HTTPThreadSendFlag, kGateOpen);
+}
+
+class FastForwardingRound : public ForwardingRound {
+ protected:
+  FastForwardingRound() {
+    WriteFile(kStatusFile, "1");
+    gMainState.ui16_FastRoundPause = 10;
+    gMainState.ui16_MainWhileLoopSleepInterval = 500;
+  }
+  ~FastForwardingRound() override {
+    AwaitRing(0);
+    gMainState.ui16_FastRoundPause = 0;
+  }
+
+  // A round whose wait is over at once.
+  std::string RungRound() {
+    RingForRound();
+    return Round();
+  }
+
+  static bool Ends(const std::string& out, const std::string& end) { return out.ends_with(end); }
+};
+
+// Nothing is due: the wait takes a second, unless it rings. The main loop's interval is left out.
+TEST_F(FastForwardingRound, ThatCanDoNothingWaitsForTheBell) {
+  SetAll(&KindSendFlags::gui8_FirstDCDBRecordSent, 1);
+  const std::string out = RungRound();
+  EXPECT_TRUE(Ends(out, Banner("SNMP") + Slept(1))) << out;
+  EXPECT_EQ(CountOf("Sleeping for", out), 1U);
+}
+
+TEST_F(FastForwardingRound, ThatHandsSomethingOverIsFollowedByTheOperatorsPause) {
+  const LocalBroker broker;
+  const ConnectedClient client(gClientConfig);
+  AddRow(AIO, 5);
+  EXPECT_TRUE(Ends(RungRound(), Slept(0, 10)));
+  EXPECT_TRUE(Ends(RungRound(), Slept(1)));
+}
+
+TEST_F(FastForwardingRound, WithAClosedGateWaitsForTheMessageThatOpensIt) {
+  gi32_HTTPThreadSendFlag = 0;
+  EXPECT_EQ(RungRound(), kGateClosed + Slept(1));
+}
+
+TEST_F(FastForwardingRound, WaitsWhileTheCustomerHasTheDatabases) {
+  gMainState.ui16_CustomerDataBaseReadWriteUpdateEnable = 1;
+  EXPECT_TRUE(Ends(RungRound(), kWanUp + Slept(1)));
+}
+
+// The WAN keeps its own pauses, which no bell ends.
+TEST_F(FastForwardingRound, WithTheWanDownPausesAsEver) {
+  WriteFile(kStatusFile, "0");
+  EXPECT_TRUE(Ends(RungRound(), "WAN is down. \n" + Slept(2) + Slept(1)));
+  EXPECT_TRUE(AwaitRing(0));
+}
+
+// Without a connection a meter kind's packet is refused and its announcement taken back.
+TEST_F(FastForwardingRound, AKindWhoseHandOverFailsIsNotTriedAtEveryRing) {
+  AddRow(RS485, 5);
+  std::size_t calls = 0;
+  std::string out;
+  for (int round = 0; round < 3; ++round) {
+    gMainState.ui16_FastRoundPause = 999;
+    out = RungRound();
+    calls += CountOf("<SendRS485DCDBRecord>", out);
+  }
+  EXPECT_EQ(calls, 1U);
+  EXPECT_EQ(out.find("Sleeping for 10 "), std::string::npos);
 }
 
 TEST_F(ForwardingRound, TheThreadIsCreatedOnce) {

@@ -9,6 +9,7 @@
 #include "app/RetryTimers.h"
 #include "ground/Flags.h"
 #include "ground/MainState.h"
+#include "ground/RoundBell.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -258,6 +259,65 @@ TEST_F(MeterRetryTimers, Rs232AndSnmpGoByTheRs485TimerEvenWhereRs485IsDisabled) 
   Run(SetSNMPDBRetryFlag);
   EXPECT_EQ(RetryOf(RS232), 1);
   EXPECT_EQ(RetryOf(SNMP), 1);
+}
+
+// With fast rounds a record of any kind waits for its confirmation, and for its own.
+class FastRetryTimers : public MeterRetryTimers {
+ protected:
+  FastRetryTimers() {
+    gMainState.ui16_FastRoundPause = 10;
+    sources_.i32_DataSourcesRS232PublishInterval[0][0] = kInterval;
+    sources_.i32_DataSourcesSNMPPublishInterval[0][0] = kInterval;
+  }
+  ~FastRetryTimers() override { AwaitRing(0); }
+};
+
+TEST_F(FastRetryTimers, EachKindGoesByItsOwnLastRecord) {
+  Wait(RS485, kInterval);
+  Wait(RS232, 0);
+  Run(SetRS232DBRetryFlag);
+  Run(SetSNMPDBRetryFlag);
+  EXPECT_EQ(RetryOf(RS232), 0);
+  EXPECT_EQ(RetryOf(SNMP), 0);
+  Wait(RS485, 0);
+  Wait(RS232, kInterval);
+  Wait(SNMP, kInterval);
+  Run(SetRS232DBRetryFlag);
+  Run(SetSNMPDBRetryFlag);
+  EXPECT_EQ(RetryOf(RS232), 1);
+  EXPECT_EQ(RetryOf(SNMP), 1);
+  EXPECT_EQ(RetryOf(RS485), 0);
+}
+
+TEST_F(FastRetryTimers, TheLongestIntervalOfTheEnabledLinesCounts) {
+  sources_.i32_DataSourcesRS485EnableFlags[1][0] = 1;
+  sources_.i32_DataSourcesRS485PublishInterval[1][0] = 2 * kInterval;
+  sources_.i32_DataSourcesRS485PublishInterval[3][0] = 3 * kInterval;
+  Wait(RS485, kInterval);
+  Run(SetRS485DBRetryFlag);
+  EXPECT_EQ(RetryOf(RS485), 0);
+  Wait(RS485, 2 * kInterval);
+  Run(SetRS485DBRetryFlag);
+  EXPECT_EQ(RetryOf(RS485), 1);
+}
+
+// Nothing else would ever send such a record again.
+TEST_F(FastRetryTimers, Rs485Lines3And4AreRetriedToo) {
+  sources_.i32_DataSourcesRS485EnableFlags = {};
+  sources_.i32_DataSourcesRS485EnableFlags[2][0] = 1;
+  sources_.i32_DataSourcesRS485PublishInterval[2][0] = kInterval;
+  Wait(RS485, kInterval);
+  Run(SetRS485DBRetryFlag);
+  EXPECT_EQ(RetryOf(RS485), 1);
+}
+
+TEST_F(FastRetryTimers, ARetryRingsOnce) {
+  Wait(AIO, kInterval);
+  Run(SetAIDBRetryFlag);
+  EXPECT_TRUE(AwaitRing(0));
+  Run(SetAIDBRetryFlag);
+  EXPECT_EQ(RetryOf(AIO), 1);
+  EXPECT_FALSE(AwaitRing(0));
 }
 
 }  // namespace

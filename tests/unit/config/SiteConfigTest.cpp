@@ -92,6 +92,44 @@ TEST_F(SiteConfig, GenericSettingsKeepTheLowSixteenBitsAndEchoThem) {
   EXPECT_NE(reading.out.find(Number("MaxAppDataReqId", 4464)), std::string::npos) << reading.out;
 }
 
+// A file without the key is read as ever, without a word.
+TEST_F(SiteConfig, RoundsAreNotFastUnlessTheOperatorSaysSo) {
+  const std::string without = Read(ReadGenericConfig, "").out;
+  EXPECT_EQ(main_->ui16_FastRoundPause, 0);
+  EXPECT_EQ(without.find("ForwardingRoundPauseInMilliSec"), std::string::npos);
+  for (const int pause : {0, 1000}) {
+    const Reading reading =
+        Read(ReadGenericConfig, "ForwardingRoundPauseInMilliSec = " + std::to_string(pause) + ";");
+    EXPECT_EQ(main_->ui16_FastRoundPause, 0) << pause;
+    EXPECT_NE(reading.out.find(Number("ForwardingRoundPauseInMilliSec", pause)), std::string::npos);
+    EXPECT_EQ(reading.err, "") << pause;
+  }
+}
+
+TEST_F(SiteConfig, ThePauseOfFastRoundsIsFromTenToBelowAThousand) {
+  for (const int pause : {10, 11, 999}) {
+    const Reading reading =
+        Read(ReadGenericConfig, "ForwardingRoundPauseInMilliSec = " + std::to_string(pause) + ";");
+    EXPECT_EQ(reading.result, 0);
+    EXPECT_EQ(main_->ui16_FastRoundPause, pause);
+    EXPECT_NE(reading.out.find(Number("ForwardingRoundPauseInMilliSec", pause)), std::string::npos);
+    EXPECT_EQ(reading.err, "") << pause;
+  }
+}
+
+TEST_F(SiteConfig, APauseOutOfRangeIsNamedAndTakenAsAThousand) {
+  for (const int pause : {-1, 1, 9, 1001, 65546, -65526}) {
+    main_->ui16_FastRoundPause = 10;
+    const Reading reading =
+        Read(ReadGenericConfig, "ForwardingRoundPauseInMilliSec = " + std::to_string(pause) + ";");
+    EXPECT_EQ(reading.result, 0);
+    EXPECT_EQ(main_->ui16_FastRoundPause, 0) << pause;
+    EXPECT_NE(reading.out.find(Number("ForwardingRoundPauseInMilliSec", 1000)), std::string::npos);
+    EXPECT_EQ(reading.err, "ForwardingRoundPauseInMilliSec is " + std::to_string(pause) + " in " + path_ +
+                               " file, neither 0 nor 10 to 1000: it counts as 1000\n");
+  }
+}
+
 TEST_F(SiteConfig, FailsWhenTheGenericFileIsMissing) {
   const Reading reading = ReadMissing(ReadGenericConfig);
   EXPECT_EQ(reading.result, -1);

@@ -108,6 +108,24 @@ TEST_P(SenderGate, IsOpenForTheFirstRecordAConfirmationOrARetryAndAlwaysForMeter
   }
 }
 
+// With fast rounds the meters wait like all others: they would hand the same record over all the time.
+TEST_P(SenderGate, IsTheSameForEveryKindWithFastRounds) {
+  gMainState.ui16_FastRoundPause = 10;
+  for (int bits = 0; bits < 8; ++bits) {
+    const int first = bits & 1;
+    const int unsent = bits >> 1 & 1;
+    const int retry = bits >> 2 & 1;
+    SCOPED_TRACE("first " + std::to_string(first) + ", unsent " + std::to_string(unsent) + ", retry " +
+                 std::to_string(retry));
+    flags_.gui8_FirstDCDBRecordSent = static_cast<std::uint8_t>(first);
+    flags_.gui8_SendUnsentDCDBRecord = static_cast<std::uint8_t>(unsent);
+    flags_.gui8_SendDCDBRecordRetryFlags = static_cast<std::uint8_t>(retry);
+    const bool open = first == 0 || unsent == 1 || retry == 1;
+    EXPECT_EQ(Send(), Traced(Entry(1, first, unsent, retry) + Forced(retry) + (open ? Nothing() : "")));
+    EXPECT_EQ(flags_.gui8_SendUnsentDCDBRecord, unsent);
+  }
+}
+
 // The two I/O-module senders that follow the gate but not the WAN: DIO and temperature.
 TEST_P(SenderGate, AWanThatIsDownStopsAllButDioAndTemperature) {
   for (const std::uint8_t wan : {std::uint8_t{0}, std::uint8_t{2}}) {
