@@ -1,7 +1,7 @@
 #!/bin/sh
-# Prints how fast waiting records are handed over and what that costs: at the usual pace, with the key
-# ForwardingRoundPauseInMilliSec set, which a daemon that has no fast rounds ignores, and by a Python script (bench/peers/forward.py) that drains the same rows; how soon
-# a single record is handed over; and what share of a core the idle daemon takes. Takes some eight minutes.
+# Prints how fast waiting records are handed over and what that costs: at the usual pace, with fast rounds, and by a
+# Python script (bench/peers/forward.py) that drains the same rows; how soon a single record is handed over; and what
+# share of a core the idle daemon takes. Takes some eight minutes.
 #
 # Usage: bench-pace.sh [--pause MS] [--records N] [--rounds N] [--idle SECONDS]
 #   --pause    of a fast round, 10 to 999 ms (10)

@@ -1,11 +1,12 @@
 #!/bin/bash
 # The part of demo.sh that runs in the private root, where the daemon's absolute paths are its own.
 #
-# Usage: demo-gateway.sh BUILD SECONDS KINDS [KEEP [SESSION]]     (kinds separated by commas, no "all"; a SESSION
-# that is not empty is kept)
+# Usage: demo-gateway.sh BUILD SECONDS KINDS PAUSE [KEEP [SESSION]]
+#   KINDS separated by commas, no "all"; PAUSE of a forwarding round in milliseconds, 1000: no fast rounds; a
+#   SESSION that is not empty is kept
 set -euo pipefail
 
-build=$1 seconds=$2 kinds=$3 keep=${4:-} session=${5:-}
+build=$1 seconds=$2 kinds=$3 pause=$4 keep=${5:-} session=${6:-}
 checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 work=${keep:-/tmp/demo}
 settings=/root/DataCollectorAppComponent/etc/Config
@@ -13,8 +14,13 @@ databases=/vorl/disk/AppData/K740/DataCollector/Db
 daemon='' simulator='' broker=''
 
 # One record per kind every 2 s: the forwarding thread hands over at most one per kind in a little over a
-# second, and after an outage it has to catch up.
-seconds_per_record=2
+# second, and after an outage it has to catch up. Fast rounds take ten times that. As many records as fit
+# into the rings, which are to hold all of a run at its end.
+ring_rows=1000
+records_per_10_seconds=5
+[ "$pause" -eq 1000 ] || records_per_10_seconds=50
+records=$((seconds * 85 * records_per_10_seconds / 1000))
+[ "$records" -le "$ring_rows" ] || records=$ring_rows
 retry_seconds=5
 
 # How long the daemon stays down when the broker keeps its session.
@@ -79,6 +85,8 @@ configure() {
   done
   set_number "$sources" '[A-Za-z0-9]+DataSourcePerPublishInterval' "$retry_seconds"
   set_number "$settings/DataCollectorGeneric.cfg" DCDBPublishRetryInterval "$retry_seconds"
+  [ "$pause" -eq 1000 ] ||
+    echo "ForwardingRoundPauseInMilliSec = $pause;" >>"$settings/DataCollectorGeneric.cfg"
   [ -z "$session" ] || echo 'KeepSession = 1;' >>"$settings/DataCollectorMqtt.cfg"
 }
 
@@ -118,9 +126,12 @@ stop_daemon() {
 }
 
 start_simulator() {
-  "$build/gateway-sim" --kinds "$kinds" --rate "0.$((10 / seconds_per_record))" --alarms 5 --meters 2 --lines 2 \
-    --count $((seconds * 85 / 100 / seconds_per_record)) --settle "$seconds" --trace "$work/trace.log" \
-    --report "$work/report" --note "$work/note" --no-summary --expect-all-stored --expect-all-confirmed &
+  local shown=()
+  [ "$pause" -eq 1000 ] || shown=(--fastest-second)
+  "$build/gateway-sim" --kinds "$kinds" --rate "$((records_per_10_seconds / 10)).$((records_per_10_seconds % 10))" \
+    --alarms 5 --meters 2 --lines 2 --count "$records" --settle "$seconds" --trace "$work/trace.log" \
+    --report "$work/report" --note "$work/note" --no-summary "${shown[@]}" --expect-all-stored \
+    --expect-all-confirmed &
   simulator=$!
   wait_for 10 grep -qs '^state running' "$work/report" || fail "the simulator does not start"
 }

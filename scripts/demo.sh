@@ -4,9 +4,11 @@
 # and the daemon is restarted. Ends with a line per kind: published, stored, confirmed and lost records, as the
 # databases have them.
 #
-# Usage: demo.sh [--seconds N] [--kinds LIST] [--keep-session] [--keep DIR]
+# Usage: demo.sh [--seconds N] [--kinds LIST] [--fast] [--keep-session] [--keep DIR]
 #   --seconds N   length of the run, 30 to 3000 (60)
 #   --kinds LIST  all, or some of aio,dio,temperature,rs485,rs232,snmp (all)
+#   --fast        with fast rounds (ForwardingRoundPauseInMilliSec = 10) and ten times the records; says how many
+#                 records were handed over in the fastest second
 #   --keep-session  KeepSession = 1: the sources go on while the daemon is restarted, and what they publish while
 #                 it is down for three seconds is kept by the broker
 #   --keep DIR    leave trace, logs, report, databases and the status as a page in a new folder of DIR
@@ -24,12 +26,17 @@ fail() {
   exit "${2:-1}"
 }
 
-seconds=60 kinds=all keep='' session=''
+seconds=60 kinds=all keep='' pause=1000 session=''
 while [ $# -gt 0 ]; do
   case $1 in
     --help | -h)
-      sed -n 's/^# \{0,1\}//; 2,16p' "${BASH_SOURCE[0]}"
+      sed -n 's/^# \{0,1\}//; 2,18p' "${BASH_SOURCE[0]}"
       exit 0
+      ;;
+    --fast)
+      pause=10
+      shift
+      continue
       ;;
     --keep-session)
       session=kept
@@ -115,6 +122,6 @@ quietly cmake --build "$build" --target DataCollector gateway-sim datacollectorc
 export DATACOLLECTOR_BUILD_DIRS=$build DATACOLLECTOR_KEEP=$keep
 status=0
 run "$checkout/scripts/private-root.sh" \
-  "$checkout/scripts/demo-gateway.sh" "$build" "$seconds" "$kinds" "$keep" "$session" || status=$?
+  "$checkout/scripts/demo-gateway.sh" "$build" "$seconds" "$kinds" "$pause" "$keep" "$session" || status=$?
 [ -z "$keep" ] || echo "Kept in $keep: status.html and all that the run has left"
 exit "$status"

@@ -5,8 +5,9 @@ next one when its outcome has come and stands in the row.
 Usage: forward.py FOLDER PREFIX
 
 Packets go to PREFIX/<kind>/Record, outcomes come on PREFIX/<kind>/Status. The databases are kept open, with a
-write-ahead log and full synchronisation.
+write-ahead log and full synchronisation. Small packets are sent at once, as the daemon sends them.
 """
+import socket
 import sqlite3
 import sys
 
@@ -59,12 +60,17 @@ def on_message(client, kinds, message):
     kind.hand_over(client)
 
 
+def on_socket_open(client, kinds, connection):
+    connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+
+
 def main():
     folder, prefix = sys.argv[1:]
     kinds = [Kind(folder, prefix, word, *facts) for word, facts in KINDS.items()]
     client = mqtt.Client(userdata={kind.outcomes: kind for kind in kinds})
     client.on_connect = on_connect
     client.on_message = on_message
+    client.on_socket_open = on_socket_open
     client.connect("127.0.0.1")
     client.loop_forever()
 

@@ -59,6 +59,7 @@ Output
   --note FILE             show the first line of FILE with the progress, whenever it changes
   --quiet                 show no progress, only the summary
   --no-summary            show no summary
+  --fastest-second        say at the end how many records were handed over in the fastest second
   --help                  show this text
 
 Signals
@@ -112,10 +113,11 @@ enum OptionId {
   kNote,
   kQuiet,
   kNoSummary,
+  kFastestSecond,
   kHelpOption
 };
 
-constexpr std::array<option, 23> kLongOptions = {{
+constexpr std::array<option, 24> kLongOptions = {{
     {"host", required_argument, nullptr, kHost},
     {"port", required_argument, nullptr, kPort},
     {"kinds", required_argument, nullptr, kKinds},
@@ -137,6 +139,7 @@ constexpr std::array<option, 23> kLongOptions = {{
     {"note", required_argument, nullptr, kNote},
     {"quiet", no_argument, nullptr, kQuiet},
     {"no-summary", no_argument, nullptr, kNoSummary},
+    {"fastest-second", no_argument, nullptr, kFastestSecond},
     {"help", no_argument, nullptr, kHelpOption},
     {nullptr, 0, nullptr, 0},
 }};
@@ -240,6 +243,8 @@ bool SetOption(int id, const char* text, Options& options) {
       return options.expectAllStored = true;
     case kExpectAllConfirmed:
       return options.expectAllConfirmed = true;
+    case kFastestSecond:
+      return options.fastestSecond = true;
     case kNoSummary:
       options.summary = false;
       return true;

@@ -34,6 +34,7 @@ struct Options {
   std::string note;
   bool quiet = false;
   bool summary = true;
+  bool fastestSecond = false;
 };
 
 enum class ParseResult { kRun, kHelp, kBad };

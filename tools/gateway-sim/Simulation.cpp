@@ -67,6 +67,7 @@ Simulation::Simulation(const Options& options, const Requests& requests)
       phaseSince_(start_) {
   httpClient_.Subscribe(kPacketFilter, [this](std::string_view topic, std::string_view payload) {
     http_.OnPacket(now_, topic, payload);
+    fastest_.Note(now_);
   });
 }
 
@@ -82,6 +83,9 @@ bool Simulation::Run() {
   display_.Finish(now_ - start_, phase_);
   if (options_.summary) {
     display_.Summary();
+  }
+  if (options_.fastestSecond) {
+    std::printf("handed over in the fastest second: %zu\n", fastest_.Records());
   }
   return Expected();
 }

@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "Display.h"
+#include "FastestSecond.h"
 #include "HttpSendApp.h"
 #include "Ledger.h"
 #include "MqttClient.h"
@@ -47,6 +48,7 @@ class Simulation {
   SourceApps sources_;
   HttpSendApp http_;
   Display display_;
+  FastestSecond fastest_;
 
   Phase phase_ = Phase::kConnecting;
   double start_;

@@ -70,6 +70,7 @@ TEST(Options, TakeTheValuesGiven) {
                                "--note",
                                "n",
                                "--no-summary",
+                               "--fastest-second",
                                "--expect-all-stored",
                                "--expect-all-confirmed"});
   ASSERT_EQ(parsed.result, ParseResult::kRun) << parsed.error;
@@ -91,6 +92,7 @@ TEST(Options, TakeTheValuesGiven) {
   EXPECT_TRUE(options.quiet);
   EXPECT_EQ(options.note, "n");
   EXPECT_FALSE(options.summary);
+  EXPECT_TRUE(options.fastestSecond);
   EXPECT_TRUE(options.expectAllStored);
   EXPECT_TRUE(options.expectAllConfirmed);
 }
@@ -126,6 +128,7 @@ TEST(Options, HelpWinsOverTheRestAndNamesEveryOption) {
                            "--quiet",
                            "--note",
                            "--no-summary",
+                           "--fastest-second",
                            "--help",
                            "SIGUSR1"}) {
     EXPECT_NE(help.find(name), std::string::npos) << name;
