@@ -21,7 +21,7 @@ using gateway::Transcript;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr int kSeconds = 12;
+constexpr int kSeconds = 8;
 constexpr int kMostSeconds = 300;
 
 constexpr milliseconds kInTime{2000};

@@ -25,8 +25,8 @@ std::string DatabaseOf(SourceKind kind) { return std::string(kDatabaseFolder) + 
 
 Database::Database(const std::string& file) {
   sqlite3* handle = nullptr;
-  // Not read-only: what a killed daemon left behind is rolled back by whoever opens it next. On a disk where the
-  // daemon can't have file locks, the test takes what it takes.
+  // Not read-only: what a killed daemon left behind is rolled back by whoever opens it next. On a disk where
+  // the daemon can't have file locks, the test takes what it takes.
   const char* const locking = std::getenv("DATACOLLECTOR_TEST_LOCKING");
   EXPECT_EQ(sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE, locking), SQLITE_OK) << file;
   handle_.reset(handle);
