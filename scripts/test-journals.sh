@@ -40,17 +40,20 @@ check_way() {
   echo "=== $found"
 }
 
+# These two are about the log: its name on standard error, and which statement fails first under a lock.
+about_the_log='StandardErrorHoldsTheNotes|EndsTheDaemonAtOnceWhileADatabaseIsLocked'
+
 failed=no
 run_way() {
   check_way "$1"
   ctest --test-dir "$build" --output-on-failure --no-label-summary --no-tests=error -j $((jobs + 1)) -L gateway \
-    -R "$tests" || failed=yes
+    -R "$tests" -E "${2:-^$}" || failed=yes
 }
 
 run_way 'write-ahead log'
 export DATACOLLECTOR_DAEMON="$PWD/tests/faults/DaemonOnPoorDisk.sh"
 export DATACOLLECTOR_DISK_LACKS=shared-memory
-run_way 'rollback journal ('
+run_way 'rollback journal (' "$about_the_log"
 export DATACOLLECTOR_DISK_LACKS=file-locks DATACOLLECTOR_TEST_LOCKING=unix-dotfile
-run_way 'rollback journal, lock file ('
+run_way 'rollback journal, lock file (' "$about_the_log"
 [ $failed = no ]
