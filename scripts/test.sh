@@ -127,5 +127,6 @@ step 'format' check_format
 step 'includes' scripts/check-includes.sh
 step 'build: debug' build debug
 step 'build: tsan' build tsan DataCollector gateway_tests
+step 'build: release' build release DataCollector datacollectorctl gateway-sim
 echo "=== $(date +%H:%M:%S) tests: debug, tsan, clang-tidy, emulated processors"
 run_tests debug tsan

@@ -57,8 +57,8 @@ class Comparison {
  private:
   // Returns the name.
   std::string AddName() {
-    const std::string name = "v" + std::to_string(count_);
-    names_ += (count_ == 0 ? "" : ",") + name;
+    const std::string name = 'v' + std::to_string(count_);
+    names_ += count_ == 0 ? name : ',' + name;
     ++count_;
     return name;
   }
@@ -90,7 +90,7 @@ std::string StatementFor(const DataCollectorMainStructure& main, SourceKind kind
   comparison.With(data - kTypeBeforeData, std::to_string(record.recordType));
   comparison.With(data - kRequestIdBeforeData, std::to_string(record.requestId));
   if (record.hasMeterIndex) {
-    comparison.With(kMeterIndexColumn, "'" + std::to_string(origin.meter) + "'");
+    comparison.With(kMeterIndexColumn, '\'' + std::to_string(origin.meter) + '\'');
   }
   comparison.WithList(data, fields, record.data, main.DataCollectorDBParams[kind]);
   return comparison.Statement(config.i8_TableName.c_str());

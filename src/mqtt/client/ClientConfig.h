@@ -69,6 +69,10 @@ struct ClientConfig {
   // at least once.
   bool clean_session;
 
+  // Of a kept session. The network thread's; the keeper thread's while no network thread runs.
+  bool remembers;    // the client has had a connection, and carries what was on its way then over to the next
+  bool sessionGone;  // the broker knows nothing of what such a client remembers
+
   std::unique_ptr<OwnedText[]> topics;
   int topic_count;
   bool no_retain;
@@ -90,10 +94,6 @@ struct ClientConfig {
   // Told, on the network thread, that the session which has been taken up again may repeat messages. Set like
   // onMessage.
   SessionHandler onKeptSession;
-
-  // Of a kept session. The network thread's; the keeper thread's while no network thread runs.
-  bool remembers;    // the client has had a connection, and carries what was on its way then over to the next
-  bool sessionGone;  // the broker knows nothing of what such a client remembers
 
   // Copy of the last inbound message; its topic and payload are the record's own. Network thread only.
   mosquitto_message last_message;
