@@ -183,9 +183,9 @@ TEST_F(SiteConfig, WithoutAWordAboutTheSessionNothingIsSaidOfIt) {
 
 TEST_F(SiteConfig, TheSessionIsKeptByExactlyOne) {
   for (const int value : {0, 1}) {
-    const Reading reading =
-        Read(ReadTopicsConfig, "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " +
-                                   std::to_string(value) + ";");
+    const Reading reading = Read(
+        ReadTopicsConfig,
+        "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " + std::to_string(value) + ";");
     EXPECT_EQ(topics_.ui16_KeepSession, value);
     EXPECT_NE(reading.out.find(Number("KeepSession", value)), std::string::npos) << reading.out;
     EXPECT_EQ(reading.err, "");
@@ -194,9 +194,9 @@ TEST_F(SiteConfig, TheSessionIsKeptByExactlyOne) {
 
 TEST_F(SiteConfig, AnyOtherWishForTheSessionIsNamedAndCountsAsNone) {
   for (const int value : {2, -1, 65537}) {
-    const Reading reading =
-        Read(ReadTopicsConfig, "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " +
-                                   std::to_string(value) + ";");
+    const Reading reading = Read(
+        ReadTopicsConfig,
+        "NoOfSubscribeTopics = 0; NoOfHTTPPublishTopics = 0; KeepSession = " + std::to_string(value) + ";");
     EXPECT_EQ(topics_.ui16_KeepSession, 0);
     EXPECT_EQ(reading.err, "KeepSession is " + std::to_string(value) + " in " + path_ +
                                " file, only 0 and 1 are known: 0 is used\n");

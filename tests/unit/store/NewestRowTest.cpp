@@ -133,10 +133,9 @@ TEST_F(Rs485NewestRow, OfAnotherMeterLeavesTheRecordAlone) {
   MakeTable(RS485);
   Store(RS485, 1);
   Main().DataCollectorDBData.i8_MeterRecord.At(RS485, 1, RS485Line1).Assign(ExampleData(RS485));
-  EXPECT_EQ(Silently([] {
-              return WriteRecord(Main(), RS485, {.meter = 1, .requestId = 7, .mayBeStored = true});
-            }),
-            0);
+  EXPECT_EQ(
+      Silently([] { return WriteRecord(Main(), RS485, {.meter = 1, .requestId = 7, .mayBeStored = true}); }),
+      0);
   EXPECT_EQ(Numbers(RS485), (std::vector{1, 2}));
 }
 
