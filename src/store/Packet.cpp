@@ -33,7 +33,7 @@ constexpr Place kRegisters = {.source = Source::Registers};
 
 using P = DatabaseParams;
 
-constexpr std::array kIoLayout = {
+constexpr auto kIoLayout = std::to_array<Place>({
     Column(&P::i8_StartMarkColumn),
     Name("SiteID"),
     Column(&P::i8_RecordReadTimeColumn),
@@ -43,9 +43,9 @@ constexpr std::array kIoLayout = {
     kValues,
     Column(&P::i8_RecordType),
     Column(&P::i8_EndMarkColumn),
-};
+});
 
-constexpr std::array kRs485Layout = {
+constexpr auto kRs485Layout = std::to_array<Place>({
     Column(&P::i8_StartMarkColumn),
     Name("SiteID"),
     Column(&P::i8_RecordReadTimeColumn),
@@ -65,10 +65,10 @@ constexpr std::array kRs485Layout = {
     kRegisters,
     Column(&P::i8_RecordType),
     Column(&P::i8_EndMarkColumn),
-};
+});
 
 // Always periodic, so the record type is not forwarded; the number of registers is.
-constexpr std::array kRs232Layout = {
+constexpr auto kRs232Layout = std::to_array<Place>({
     Column(&P::i8_StartMarkColumn),
     Name("SiteID"),
     Column(&P::i8_RecordReadTimeColumn),
@@ -86,9 +86,9 @@ constexpr std::array kRs232Layout = {
     Column(&P::i8_NoOfRegisters),
     kRegisters,
     Column(&P::i8_EndMarkColumn),
-};
+});
 
-constexpr std::array kSnmpLayout = {
+constexpr auto kSnmpLayout = std::to_array<Place>({
     Column(&P::i8_StartMarkColumn),
     Name("SiteID"),
     Column(&P::i8_RecordReadTimeColumn),
@@ -106,7 +106,7 @@ constexpr std::array kSnmpLayout = {
     Column(&P::i8_SNMPStartMark),
     Column(&P::i8_SNMPData),
     Column(&P::i8_EndMarkColumn),
-};
+});
 
 struct Layout {
   SourceKind kind;
