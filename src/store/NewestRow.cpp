@@ -3,7 +3,8 @@
 #include <strings.h>
 
 #include <array>
-#include <string>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "ground/Numbers.h"
@@ -20,6 +21,7 @@ constexpr std::size_t kFieldsBehindData = 2;
 constexpr std::size_t kMeterIndexColumn = 1;
 
 using ColumnNames = std::array<FixedText<500>, kMaxColumns>;
+using ComparisonText = FixedText<16000>;
 
 bool IsChangedByConfirmations(const DatabaseParams& params, const char* column) {
   return ::strcasecmp(column, params.i8_TxStatusColumn.c_str()) == 0 ||
@@ -32,14 +34,18 @@ class Comparison {
  public:
   explicit Comparison(const ColumnNames& columns) : columns_(columns) {}
 
-  void With(std::size_t column, const std::string& literal) {
-    literals_ += literal + ",";
+  // `literal` is a format of the number.
+  void With(std::size_t column, const char* literal, std::int32_t number) {
+    FixedText<20> text{};
+    text.Format(literal, number);
+    Add(literals_, text.c_str());
+    Add(literals_, ",");
     Expect(column);
   }
 
-  // A list of literals for the columns from `first` on.
+  // A list of literals for the columns from `first` on; the last of the values.
   void WithList(std::size_t first, std::size_t count, const char* list, const DatabaseParams& params) {
-    literals_ += list;
+    Add(literals_, list);
     for (std::size_t column = first; column < first + count; ++column) {
       if (IsChangedByConfirmations(params, columns_[column].c_str())) {
         AddName();
@@ -49,51 +55,65 @@ class Comparison {
     }
   }
 
-  std::string Statement(const std::string& table) const {
-    return "WITH received(" + names_ + ") AS (VALUES (" + literals_ + ")) SELECT COUNT(*) FROM " + table +
-           " AS newest, received WHERE newest.oid = (SELECT MAX(oid) FROM " + table + ")" + conditions_;
+  // False when there is no room for all of it.
+  bool Write(const char* table, ComparisonText& statement) const {
+    return fits_ && statement.Format(
+                        "WITH received(%s) AS (VALUES (%s)) SELECT COUNT(*) FROM %s AS newest, received "
+                        "WHERE newest.oid = (SELECT MAX(oid) FROM %s)%s",
+                        names_.c_str(), literals_.c_str(), table, table, conditions_.c_str());
   }
 
  private:
+  template <std::size_t Length>
+  void Add(FixedText<Length>& text, const char* more) {
+    fits_ = text.Append(more) && fits_;
+  }
+
   // Returns the name.
-  std::string AddName() {
-    const std::string name = 'v' + std::to_string(count_);
-    names_ += count_ == 0 ? name : ',' + name;
+  FixedText<7> AddName() {
+    FixedText<7> name{};
+    name.Format("v%zu", count_);
+    Add(names_, count_ == 0 ? "" : ",");
+    Add(names_, name.c_str());
     ++count_;
     return name;
   }
 
   void Expect(std::size_t column) {
-    conditions_ += std::string(" AND newest.") + columns_[column].c_str() + " IS received." + AddName();
+    Add(conditions_, " AND newest.");
+    Add(conditions_, columns_[column].c_str());
+    Add(conditions_, " IS received.");
+    Add(conditions_, AddName().c_str());
   }
 
   const ColumnNames& columns_;
   std::size_t count_ = 0;
-  std::string names_;
-  std::string literals_;
-  std::string conditions_;
+  bool fits_ = true;
+  FixedText<1000> names_{};
+  RecordText literals_{};
+  FixedText<8000> conditions_{};
 };
 
-// What the message decides of a record, as a list of literals beside the columns that are to hold them. The
-// text is empty where the record has not one value for each column: then it is no row of this table.
-std::string StatementFor(const DataCollectorMainStructure& main, SourceKind kind,
-                         const RecordOrigin& origin) {
+// What the message decides of a record, as a list of literals beside the columns that are to hold them. False
+// where the record has not one value for each column: then it is no row of this table.
+bool WriteComparison(const DataCollectorMainStructure& main, SourceKind kind, const RecordOrigin& origin,
+                     ComparisonText& statement) {
   const DatabaseConfig& config = main.DataCollectorDBConfig[kind];
   const ReceivedRecord record = ReceivedRecordOf(main, kind, origin);
   const std::size_t fields = CountLiterals(record.data).value_or(0);
   const std::size_t columns = Bounded(config.ui16_NoOfColumns, kMaxColumns);
   if (fields == 0 || columns < kTypeBeforeData + fields + kFieldsBehindData) {
-    return {};
+    return false;
   }
   const std::size_t data = columns - kFieldsBehindData - fields;
   Comparison comparison(config.i8_ColumnNames);
-  comparison.With(data - kTypeBeforeData, std::to_string(record.recordType));
-  comparison.With(data - kRequestIdBeforeData, std::to_string(record.requestId));
+  comparison.With(data - kTypeBeforeData, "%d", record.recordType);
+  comparison.With(data - kRequestIdBeforeData, "%d", record.requestId);
   if (record.hasMeterIndex) {
-    comparison.With(kMeterIndexColumn, '\'' + std::to_string(origin.meter) + '\'');
+    comparison.With(kMeterIndexColumn, "'%d'", static_cast<std::int32_t>(origin.meter));
   }
   comparison.WithList(data, fields, record.data, main.DataCollectorDBParams[kind]);
-  return comparison.Statement(config.i8_TableName.c_str());
+  return comparison.Write(config.i8_TableName.c_str(), statement);
 }
 
 int TakeAnswer(void* context, int /*columns*/, char** values, char** /*names*/) {
@@ -105,9 +125,10 @@ int TakeAnswer(void* context, int /*columns*/, char** values, char** /*names*/) 
 
 bool LookForRecordInNewestRow(const DataCollectorMainStructure& main, SourceKind kind,
                               const RecordOrigin& origin, Database& database, bool& holds) {
-  const std::string statement = StatementFor(main, kind, origin);
+  ComparisonText statement{};
   holds = false;
-  return statement.empty() || database.Execute(statement.c_str(), TakeAnswer, &holds);
+  return !WriteComparison(main, kind, origin, statement) ||
+         database.Execute(statement.c_str(), TakeAnswer, &holds);
 }
 
 }  // namespace datacollector
