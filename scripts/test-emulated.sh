@@ -35,7 +35,7 @@ cmake --build --preset "$architecture" -j "$jobs"
 folder=$PWD/build/emulated/$architecture
 mkdir -p "$folder"
 for program in DataCollector gateway-sim datacollectorctl; do
-  "$triplet-strip" -o "$folder/$program.stripped" "build/$architecture/$program"
+  "$triplet-strip" -R .comment -R .gnu.attributes -R .mdebug.abi32 -o "$folder/$program.stripped" "build/$architecture/$program"
   g++ -O2 -static -DEMULATOR="\"/usr/bin/$emulator\"" -DSYSROOT="\"$PWD/build/sysroot/$architecture\"" \
     -DPROGRAM="\"$folder/$program.stripped\"" -o "$folder/$program" tests/emulation/Emulated.cpp
 done
