@@ -54,10 +54,14 @@ void FakeClock::RunFrom(const std::string& time) const {
 
 std::vector<std::string> FakeClock::Environment() {
   // AddressSanitizer's runtime expects to be the first library of a process. Preloading it too is no way out:
-  // the shells that the daemon starts would get it as well, and hang.
-  return {"LD_PRELOAD=" + Library(), "FAKETIME_TIMESTAMP_FILE=" + std::string(kTimeFile),
-          "FAKETIME_NO_CACHE=1",     "DONT_FAKE_MONOTONIC=1",
-          "NO_FAKE_STAT=1",          With("verify_asan_link_order=0", "ASAN_OPTIONS")};
+  // the shells that the daemon starts would get it as well, and hang. Its allocator must not ask for the
+  // time: the library would allocate memory for the answer, within the allocator's own lock.
+  return {"LD_PRELOAD=" + Library(),
+          "FAKETIME_TIMESTAMP_FILE=" + std::string(kTimeFile),
+          "FAKETIME_NO_CACHE=1",
+          "DONT_FAKE_MONOTONIC=1",
+          "NO_FAKE_STAT=1",
+          With("verify_asan_link_order=0:allocator_release_to_os_interval_ms=-1", "ASAN_OPTIONS")};
 }
 
 }  // namespace datacollector::gateway
