@@ -1,7 +1,7 @@
 #!/bin/sh
-# Builds the daemon, its tool and the simulator for another processor, as they are packaged, checks what was built, and runs them
-# under emulation: against the gateway tests of the debug build, which has to be there, or in the demo. Test program,
-# broker and sqlite3 are the machine's own.
+# Builds the daemon, its tool and the simulator for another processor, as they are packaged, checks what was built, and
+# runs them under emulation: against the gateway tests of the debug build, which has to be there, or in the demo. Test
+# program, broker and sqlite3 are the machine's own.
 #
 # Usage: test-emulated.sh ARCHITECTURE [demo | TESTS]
 #   ARCHITECTURE  mipsel, armhf, arm64
@@ -35,7 +35,8 @@ cmake --build --preset "$architecture" -j "$jobs"
 folder=$PWD/build/emulated/$architecture
 mkdir -p "$folder"
 for program in DataCollector gateway-sim datacollectorctl; do
-  "$triplet-strip" -R .comment -R .gnu.attributes -R .mdebug.abi32 -o "$folder/$program.stripped" "build/$architecture/$program"
+  "$triplet-strip" -R .comment -R .gnu.attributes -R .mdebug.abi32 -o "$folder/$program.stripped" \
+    "build/$architecture/$program"
   g++ -O2 -static -DEMULATOR="\"/usr/bin/$emulator\"" -DSYSROOT="\"$PWD/build/sysroot/$architecture\"" \
     -DPROGRAM="\"$folder/$program.stripped\"" -o "$folder/$program" tests/emulation/Emulated.cpp
 done
@@ -47,7 +48,7 @@ scripts/check-binary.sh "$folder/datacollectorctl.stripped" $tool_limit
 
 if [ "$tests" = demo ]; then
   DATACOLLECTOR_BUILD_DIRS=$folder scripts/private-root.sh scripts/demo-gateway.sh "$folder" 30 \
-    aio,dio,temperature,rs485,rs232,snmp
+    aio,dio,temperature,rs485,rs232,snmp 1000
   exit
 fi
 # Most of the time is waiting, so more runs at a time than there are processors.

@@ -138,11 +138,12 @@ TEST_F(InstanceGuard, WithoutADescriptorLeftItFails) {
   rlimit before{};
   ::getrlimit(RLIMIT_NOFILE, &before);
   CapturedOutput output;
+  const char* const path = path_.c_str();  // the sanitizer's look at this object needs a descriptor
   const int next = ::dup(STDIN_FILENO);
   ::close(next);
   const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
   ::setrlimit(RLIMIT_NOFILE, &none);
-  const int result = ProcessHandler(path_.c_str(), 1, "dc");
+  const int result = ProcessHandler(path, 1, "dc");
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(result, -1);
   const std::string line = "FILE:ProcessHandler.cpp:LINE:N:FUNCTION:ProcessHandler";

@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector<std::string>{"--meters", "101"},
                     std::vector<std::string>{"--confirm", "maybe"},
                     std::vector<std::string>{"--status", "9999999999"},
-                    std::vector<std::string>{"--trace", ""}, std::vector<std::string>{"--fast"},
+                    std::vector<std::string>{"--trace", ""}, std::vector<std::string>{"--faster"},
                     std::vector<std::string>{"--expect-all-stored"}, std::vector<std::string>{"stray"}));
 
 }  // namespace
