@@ -6,6 +6,8 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <ios>
+#include <sstream>
 
 namespace datacollector::gateway {
 namespace {
@@ -49,7 +51,9 @@ void FakeClock::RunFrom(const std::string& time) const {
   ASSERT_NE(::strptime((kDay + time).c_str(), "%Y-%m-%d %T", &local), nullptr) << time;
   local.tm_isdst = -1;
   const std::time_t ahead = ::mktime(&local) - ::time(nullptr);
-  Write((ahead < 0 ? "" : "+") + std::to_string(ahead));
+  std::ostringstream offset;
+  offset << std::showpos << ahead;
+  Write(offset.str());
 }
 
 std::vector<std::string> FakeClock::Environment() {
