@@ -99,19 +99,13 @@ bool IsDue(SourceKind kind) {
 
 FastPacing pacing;  // forwarding thread only
 
-// Milliseconds of the monotonic clock.
-std::int64_t Now() {
-  const timespec now = TakeMonotonicClock().now;
-  return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
-
 // The pause that ends a round; a fast one is cut short by the bell.
 void EndRound() {
   if (!FastRounds()) {
     SleepInMilliSecond(kRoundPause);
     return;
   }
-  const std::int32_t pause = pacing.TakePause(gMainState.ui16_FastRoundPause, Now());
+  const std::int32_t pause = pacing.TakePause(gMainState.ui16_FastRoundPause, MonotonicMilliseconds());
   PrintSleep(pause);
   AwaitRing(pause);
 }
@@ -136,7 +130,7 @@ void VisitIfDue(SourceKind kind, double releaseTime) {
   const Visit& visit =
       *std::find_if(kVisits.begin(), kVisits.end(), [kind](const Visit& row) { return row.kind == kind; });
   if (!IsDue(kind) || CloudConnectSendFlags[kind].gui8_NoDCDBRecordsToPublish != 0 ||
-      (FastRounds() && pacing.HoldsBack(kind, Now()))) {
+      (FastRounds() && pacing.HoldsBack(kind, MonotonicMilliseconds()))) {
     return;
   }
   if (visit.before != nullptr) {
@@ -144,7 +138,7 @@ void VisitIfDue(SourceKind kind, double releaseTime) {
   }
   const SendOutcome outcome = Send(kind, gClientConfig, releaseTime);
   if (FastRounds()) {
-    pacing.Note(kind, outcome, gMainState.ui16_FastRoundPause, Now());
+    pacing.Note(kind, outcome, gMainState.ui16_FastRoundPause, MonotonicMilliseconds());
   }
   if (visit.after != nullptr) {
     PrintLine(visit.after);

@@ -1,5 +1,7 @@
 #include "ground/FileLogger.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -41,6 +43,36 @@ bool AppendMessage(const char* path, const char* message) {
   return true;
 }
 
+// The log as one thread has it open. A thread that hangs in it, on a pipe that nobody reads, holds up no
+// other one.
+class OpenLog {
+ public:
+  // nullptr when it can't be opened. A log that was rotated away, or removed, is opened anew.
+  std::FILE* Get() {
+    struct stat named {};
+    const bool same = file_ && ::stat(kLogFile, &named) == 0 && named.st_dev == opened_.st_dev &&
+                      named.st_ino == opened_.st_ino;
+    if (!same) {
+      file_ = OpenForAppending(kLogFile);
+      if (file_ && ::fstat(::fileno(file_.get()), &opened_) != 0) {
+        opened_ = {};
+      }
+    }
+    return file_.get();
+  }
+
+  // What a full disk does not take is gone, and does not stand before the next line.
+  void EndLine() {
+    if (std::fflush(file_.get()) != 0) {
+      file_.reset();
+    }
+  }
+
+ private:
+  File file_;
+  struct stat opened_ {};
+};
+
 }  // namespace
 
 const char* gui32_LogFileName = nullptr;
@@ -51,18 +83,20 @@ void InitLogFile(const char* path) {
 }
 
 void WriteLog(const char* format, ...) {
-  const File file = OpenForAppending(kLogFile);
+  thread_local OpenLog log;
+  std::FILE* const file = log.Get();
   std::array<char, 512> stamp{};
   GetTimeStamp(stamp.data(), stamp.size());
-  if (!file) {
+  if (file == nullptr) {
     return;
   }
-  std::fprintf(file.get(), "%s: ", stamp.data());
+  std::fprintf(file, "%s: ", stamp.data());
   std::va_list arguments;
   va_start(arguments, format);
-  std::vfprintf(file.get(), format, arguments);
+  std::vfprintf(file, format, arguments);
   va_end(arguments);
-  std::fputc('\n', file.get());
+  std::fputc('\n', file);
+  log.EndLine();
 }
 
 void vFileLogger(const char* message) {

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "ground/KindShape.h"
+#include "ground/RoundBell.h"
 #include "ground/Shell.h"
 #include "ground/Trace.h"
 
@@ -39,6 +40,24 @@ timespec LengthOf(std::int32_t milliseconds) {
   length.tv_sec = milliseconds / 1000;
   length.tv_nsec = (milliseconds % 1000) * 1000000L;
   return length;
+}
+
+constexpr std::int64_t kGpioWriteApart = 1000;  // milliseconds
+
+// False for a value that the calling thread has just written.
+bool MayWriteAgain(std::int32_t gpio, std::int32_t value) {
+  struct Write {
+    std::int32_t gpio;
+    std::int32_t value;
+    std::int64_t time;
+  };
+  thread_local Write last{-1, 0, 0};
+  const std::int64_t now = MonotonicMilliseconds();
+  if (last.gpio == gpio && last.value == value && now - last.time < kGpioWriteApart) {
+    return false;
+  }
+  last = {gpio, value, now};
+  return true;
 }
 
 }  // namespace
@@ -120,6 +139,11 @@ ClockReading TakeMonotonicClock(ClockSource clock) {
   return reading;
 }
 
+std::int64_t MonotonicMilliseconds() {
+  const timespec now = TakeMonotonicClock().now;
+  return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
 void PrintClockReading(const ClockReading& reading, const char* function, CodePlace place) {
   if (reading.error != 0) {
     PrintError("FILE:%s:LINE:%d:FUNCTION:%s: => Error: clock_gettime %s : Error Number:%d\n",
@@ -165,6 +189,9 @@ int IsDirectory(const char* path) {
 
 int Toggle_GPIO(std::int32_t gpio, std::int32_t value) {
   const FunctionTrace trace(__func__);
+  if (FastRounds() && !MayWriteAgain(gpio, value)) {
+    return 0;
+  }
   std::array<char, 100> command{};
   std::snprintf(command.data(), command.size(), "echo \"%d\" > /sys/class/gpio/gpio%d/value", value, gpio);
   RunShellCommand(command.data());

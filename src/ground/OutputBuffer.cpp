@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,9 +24,10 @@ constexpr std::size_t kUnblockingBytes = 4096;
 
 // Files and /dev/null always take what they are given, and in one piece.
 bool MayBlock(int descriptor) {
+  const dev_t null = makedev(1, 3);
   struct stat status {};
   return ::fstat(descriptor, &status) != 0 || S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ||
-         (S_ISCHR(status.st_mode) && ::isatty(descriptor) == 1);
+         (S_ISCHR(status.st_mode) && status.st_rdev != null && ::isatty(descriptor) == 1);
 }
 
 // Waits until the output takes bytes again; false when `deadline` passes first.

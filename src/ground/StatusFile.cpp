@@ -31,10 +31,10 @@ bool WriteAt(std::size_t place, const void* bytes, std::size_t count) {
   return ::pwrite(file, bytes, count, static_cast<off_t>(place)) == static_cast<ssize_t>(count);
 }
 
-// Every figure has one writer at a time.
+// Every figure has one writer at a time. Most are set to what they are already.
 void Set(StatusWord& figure, std::uint32_t value) {
-  figure.store(value, std::memory_order_relaxed);
-  if (file >= 0) {
+  const bool changes = figure.exchange(value, std::memory_order_relaxed) != value;
+  if (changes && file >= 0) {
     const auto place = reinterpret_cast<std::uintptr_t>(&figure) - reinterpret_cast<std::uintptr_t>(&record);
     WriteAt(place, &value, sizeof value);
   }

@@ -35,7 +35,7 @@ class OutputLock {
  public:
   OutputLock() : lock_(mutex, std::defer_lock) {
     if (!threadLimit) {
-      lock_.lock();
+      Lock();
       return;
     }
     while (!lock_.try_lock()) {
@@ -48,6 +48,18 @@ class OutputLock {
   explicit operator bool() const { return lock_.owns_lock(); }
 
  private:
+  // A line takes less time than going to sleep for the lock and being woken.
+  void Lock() {
+    for (int tries = 0; tries < kTriesBeforeSleep; ++tries) {
+      if (lock_.try_lock()) {
+        return;
+      }
+    }
+    lock_.lock();
+  }
+
+  static constexpr int kTriesBeforeSleep = 200;
+
   std::unique_lock<std::mutex> lock_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <string_view>
@@ -65,6 +66,21 @@ void Bind(sqlite3_stmt* statement, int place, const BoundValue& value) {
       BindText(statement, place, value.text);
       break;
   }
+}
+
+// More than any query of the daemon asks for.
+constexpr std::size_t kMostValues = 200;
+
+// False when the memory does not suffice. The texts stay until the next step.
+bool ReadRow(sqlite3_stmt* statement, int columns, char** values) {
+  for (int column = 0; column < columns; ++column) {
+    const unsigned char* const text = sqlite3_column_text(statement, column);
+    if (text == nullptr && sqlite3_column_type(statement, column) != SQLITE_NULL) {
+      return false;
+    }
+    values[column] = const_cast<char*>(reinterpret_cast<const char*>(text));
+  }
+  return true;
 }
 
 }  // namespace
@@ -241,6 +257,25 @@ bool Database::Run(const char* statement, std::span<BoundValue> values) {
     Bind(compiled, ++place, value);
   }
   return Finish(compiled, nullptr);
+}
+
+bool Database::Query(const char* statement, RowCallback onRow, void* context) {
+  sqlite3_stmt* const compiled = Compiled(statement);
+  if (compiled == nullptr) {
+    return false;
+  }
+  std::array<char*, kMostValues> values{};
+  const int columns = std::min(sqlite3_column_count(compiled), static_cast<int>(values.size()));
+  int result = sqlite3_step(compiled);
+  while (result == SQLITE_ROW) {
+    const bool read = ReadRow(compiled, columns, values.data());
+    result = !read                                                  ? SQLITE_NOMEM
+             : onRow(context, columns, values.data(), nullptr) != 0 ? SQLITE_ABORT
+                                                                    : sqlite3_step(compiled);
+  }
+  const bool done = Note(result == SQLITE_DONE ? SQLITE_OK : result);
+  sqlite3_reset(compiled);
+  return done;
 }
 
 std::int64_t Database::ChangedRows() const { return sqlite3_changes(handle_.get()); }

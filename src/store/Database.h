@@ -19,7 +19,8 @@ struct sqlite3_stmt;
 
 namespace datacollector {
 
-// Receives one row; a value may be nullptr. Returns 0 to go on.
+// Receives one row; a value may be nullptr, and stays until the next row. Returns 0 to go on. A compiled
+// statement has no names for it.
 using RowCallback = int (*)(void* context, int columns, char** values, char** names);
 
 // The text of a column value; a NULL counts as the empty text.
@@ -70,6 +71,9 @@ class Database {
 
   // The same with values of a record, of which the real numbers are read here.
   bool Run(const char* statement, std::span<BoundValue> values);
+
+  // The same for a query without question marks, whose rows have at most 200 values.
+  bool Query(const char* statement, RowCallback onRow, void* context);
 
   // A number that no other opening of the process has; 0 while nothing is open.
   std::uint32_t Opening() const { return opening_; }

@@ -137,7 +137,7 @@ bool UnsentReader::Query(StoreAccess& access) {
   return access.TryRepeatedly(rule, [&] {
     row_ = {};
     updatesBefore_ = UpdatesTried(kind_);
-    return access.Connection().Execute(query_.c_str(), OnUnsentRow, &row_);
+    return access.Connection().Query(query_.c_str(), OnUnsentRow, &row_);
   });
 }
 

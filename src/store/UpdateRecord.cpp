@@ -39,24 +39,28 @@ constexpr auto kUpdatings = KindTable<Updating>({
 
 std::array<std::atomic<std::uint32_t>, kSourceKinds> updatesTried;
 
-using UpdateStatement = FixedText<5000>;
+using UpdateStatement = FixedText<2500>;
 
-void BuildStatement(const char* table, const DatabaseParams& params, const DatabaseUpdate& update,
-                    UpdateStatement& statement) {
-  statement.Format("UPDATE %s SET %s = %d, %s = '%s' WHERE %s = %d and %s = '%s';", table,
-                   params.i8_TxStatusColumn.c_str(), update.i32_TxStatus,
-                   params.i8_TxStatusTimeColumn.c_str(), update.i8_TxTimeStamp.c_str(),
-                   params.i8_RecordIDColumn.c_str(), update.i32_RecordNum,
-                   params.i8_RecordWriteTimeColumn.c_str(), update.i8_RecordReadTimeStamp.c_str());
+void BuildStatement(const char* table, const DatabaseParams& params, UpdateStatement& statement) {
+  statement.Format("UPDATE %s SET %s = ?, %s = ? WHERE %s = ? and %s = ?;", table,
+                   params.i8_TxStatusColumn.c_str(), params.i8_TxStatusTimeColumn.c_str(),
+                   params.i8_RecordIDColumn.c_str(), params.i8_RecordWriteTimeColumn.c_str());
 }
 
-// The two texts come from another process and stand between single quotes.
+// Texts of another process with a quote in them have never been written into a row, and are not.
 bool ExecuteUpdate(Database& database, const DatabaseUpdate& update, const UpdateStatement& statement) {
+  using Sort = BoundValue::Sort;
   if (!IsQuotable(update.i8_TxTimeStamp.view()) || !IsQuotable(update.i8_RecordReadTimeStamp.view())) {
     database.Refuse(kRefusal);
     return false;
   }
-  return database.Execute(statement.c_str());
+  std::array<BoundValue, 4> values = {{
+      {.sort = Sort::Integer, .integer = update.i32_TxStatus},
+      {.sort = Sort::Text, .text = update.i8_TxTimeStamp.view()},
+      {.sort = Sort::Integer, .integer = update.i32_RecordNum},
+      {.sort = Sort::Text, .text = update.i8_RecordReadTimeStamp.view()},
+  }};
+  return database.Run(statement.c_str(), values);
 }
 
 bool OpenForUpdate(StoreAccess& access, const char* path, const char* failureLog) {
@@ -86,7 +90,7 @@ int UpdateRecord(DataCollectorMainStructure& main, SourceKind kind) {
     return -1;
   }
   UpdateStatement statement;
-  BuildStatement(table, main.DataCollectorDBParams[kind], update, statement);
+  BuildStatement(table, main.DataCollectorDBParams[kind], statement);
   const RetryRule rule = {.texts = {.failure = kUpdateFailure,
                                     .failureLog = updating.updateFailureLog,
                                     .retry = "wait for interval of '%d' seconds, then retry\n",

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <regex>
 #include <string>
+#include <thread>
 
 #include "ground/FileLogger.h"
 #include "support/CaptureOutput.h"
@@ -84,6 +85,34 @@ TEST_F(FileLogger, ALogThatIsRemovedBetweenTwoLinesIsMadeAgain) {
   std::filesystem::remove(kLogFile);
   WriteLog("second");
   EXPECT_EQ(LogText(), "T: second\n");
+}
+
+TEST_F(FileLogger, ALogThatIsRotatedBetweenTwoLinesIsMadeAgain) {
+  const std::string old = std::string(kLogFile) + ".1";
+  CapturedOutput output;
+  WriteLog("first");
+  std::filesystem::rename(kLogFile, old);
+  WriteFile(kLogFile, "");
+  WriteLog("second");
+  EXPECT_EQ(LogText(), "T: second\n");
+  std::filesystem::rename(old, kLogFile);
+  EXPECT_EQ(LogText(), "T: first\n");
+}
+
+TEST_F(FileLogger, ALineThatAFullDiskDoesNotTakeDoesNotComeLater) {
+  CapturedOutput output;
+  std::filesystem::create_symlink("/dev/full", kLogFile);
+  WriteLog("lost");
+  std::filesystem::remove(kLogFile);
+  WriteLog("second");
+  EXPECT_EQ(LogText(), "T: second\n");
+}
+
+TEST_F(FileLogger, AThreadThatEndsLeavesTheLogToTheOthers) {
+  CapturedOutput output;
+  std::thread([] { WriteLog("first"); }).join();
+  WriteLog("second");
+  EXPECT_EQ(LogText(), "T: first\nT: second\n");
 }
 
 TEST_F(FileLogger, AMessageIsNotCut) {

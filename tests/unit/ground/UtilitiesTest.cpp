@@ -8,6 +8,7 @@
 
 #include "ground/CodePlace.h"
 #include "ground/GenericFunctions.h"
+#include "ground/MainState.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
 
@@ -87,6 +88,27 @@ TEST(ToggleGpio, IgnoresAGpioThatIsNotThere) {
   CapturedOutput output;
   EXPECT_EQ(Toggle_GPIO(99, 1), 0);
   EXPECT_NE(output.Err().find("/sys/class/gpio/gpio99/value"), std::string::npos);
+}
+
+// The daemon alone has the output, so what stands there is what it has written last.
+TEST(ToggleGpio, WithFastRoundsAValueThatStandsThereIsWrittenAgainAfterASecond) {
+  gMainState.ui16_FastRoundPause = 10;
+  CapturedOutput output;
+  Toggle_GPIO(42, 0);
+  Toggle_GPIO(42, 1);
+  WriteFile("/sys/class/gpio/gpio42/value", "untouched\n");
+  EXPECT_EQ(Toggle_GPIO(42, 1), 0);
+  EXPECT_EQ(ReadFile("/sys/class/gpio/gpio42/value"), "untouched\n");
+  const bool again = WaitUntil([] {
+    Toggle_GPIO(42, 1);
+    return ReadFile("/sys/class/gpio/gpio42/value") == "1\n";
+  });
+  gMainState.ui16_FastRoundPause = 0;
+  EXPECT_TRUE(again);
+  Toggle_GPIO(42, 1);
+  WriteFile("/sys/class/gpio/gpio42/value", "untouched\n");
+  Toggle_GPIO(42, 1);
+  EXPECT_EQ(ReadFile("/sys/class/gpio/gpio42/value"), "1\n");
 }
 
 TEST(SourceKindNameTest, NamesTheThreeIoKindsAndNothingElse) {

@@ -110,6 +110,51 @@ TEST_F(DatabaseTest, ARefusalIsTheErrorTextUntilTheNextStatement) {
   EXPECT_STREQ(database.ErrorText(), "near \"nonsense\": syntax error");
 }
 
+using Rows = std::vector<std::string>;
+
+int Collect(void* rows, int columns, char** values, char** /*names*/) {
+  std::string row;
+  for (int column = 0; column < columns; ++column) {
+    row += values[column] == nullptr ? "NULL|" : std::string(values[column]) + "|";
+  }
+  static_cast<Rows*>(rows)->push_back(row);
+  return 0;
+}
+
+TEST_F(DatabaseTest, ACompiledQueryGivesItsRowsEachTimeAsTheyAreThen) {
+  MakeTable();
+  Database database;
+  ASSERT_TRUE(database.Open(kPath));
+  Rows rows;
+  EXPECT_TRUE(database.Query("SELECT a, 7, NULL FROM t", Collect, &rows));
+  EXPECT_TRUE(database.Execute("INSERT INTO t VALUES (NULL); ALTER TABLE t ADD b"));
+  EXPECT_TRUE(database.Query("SELECT a, 7, NULL FROM t", Collect, &rows));
+  EXPECT_EQ(rows, (Rows{"one|7|NULL|", "one|7|NULL|", "NULL|7|NULL|"}));
+}
+
+TEST_F(DatabaseTest, ACompiledQueryTellsOfATableThatIsGone) {
+  MakeTable();
+  Database database;
+  ASSERT_TRUE(database.Open(kPath));
+  Rows rows;
+  EXPECT_TRUE(database.Query("SELECT a FROM t", Collect, &rows));
+  EXPECT_TRUE(database.Execute("DROP TABLE t"));
+  EXPECT_FALSE(database.Query("SELECT a FROM t", Collect, &rows));
+  EXPECT_EQ(database.LastFailure(), Failure::NoTable);
+  EXPECT_STREQ(database.ErrorText(), "no such table: t");
+}
+
+TEST_F(DatabaseTest, ACompiledQueryEndsWhereItsRowIsRefusedAndLetsOthersWrite) {
+  MakeTable();
+  Database database;
+  ASSERT_TRUE(database.Open(kPath));
+  EXPECT_FALSE(database.Query(
+      "SELECT a FROM t", [](void*, int, char**, char**) { return 1; }, nullptr));
+  Database other;
+  ASSERT_TRUE(other.Open(kPath));
+  EXPECT_TRUE(other.Execute("DROP TABLE t"));
+}
+
 TEST_F(DatabaseTest, AValueThatIsNullIsTheEmptyText) {
   EXPECT_STREQ(ValueText(nullptr), "");
   EXPECT_STREQ(ValueText("a"), "a");
