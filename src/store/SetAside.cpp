@@ -1,20 +1,21 @@
 #include "store/SetAside.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
-#include <system_error>
+#include <string_view>
+#include <vector>
 
 #include "ground/FileLogger.h"
 #include "ground/KindShape.h"
@@ -24,7 +25,6 @@
 namespace datacollector {
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kCheckLimit{2};
@@ -34,6 +34,9 @@ constexpr const char* kMark = ".damaged-";
 
 struct CloseHandle {
   void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+};
+struct CloseFolder {
+  void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
 int IsTimeUp(void* deadline) { return Clock::now() > *static_cast<Clock::time_point*>(deadline) ? 1 : 0; }
@@ -106,31 +109,41 @@ std::string WithoutSuffix(std::string name) {
   return name;
 }
 
-// The names carry their time, so their order is that of their age.
-void RemoveOldest(const fs::path& path) {
-  const std::string mark = path.filename().string() + kMark;
-  std::set<std::string, std::greater<>> aside;
-  std::error_code error;
-  for (fs::directory_iterator entry(path.parent_path(), error); !error && entry != fs::directory_iterator();
-       entry.increment(error)) {
-    if (entry->path().filename().string().starts_with(mark)) {
-      aside.insert(WithoutSuffix(entry->path().string()));
+// Of an absolute path.
+std::string FolderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+// What was put aside of a database, the newest first: the names carry their time.
+std::vector<std::string> AllAside(const std::string& path) {
+  const std::string mark = NameOf(path) + kMark;
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, CloseFolder> folder(::opendir(FolderOf(path).c_str()));
+  while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+    const std::string name = WithoutSuffix(entry->d_name);
+    const auto place = std::lower_bound(names.begin(), names.end(), name, std::greater<>());
+    if (name.starts_with(mark) && (place == names.end() || *place != name)) {
+      names.insert(place, name);
     }
   }
+  return names;
+}
+
+void RemoveOldest(const std::string& path) {
   std::size_t newer = 0;
-  for (const std::string& name : aside) {
+  for (const std::string& name : AllAside(path)) {
     if (newer++ < kKept) {
       continue;
     }
-    ::unlink(name.c_str());
+    const std::string aside = FolderOf(path) + "/" + name;
+    ::unlink(aside.c_str());
     for (const char* suffix : kBesideSuffixes) {
-      ::unlink((name + suffix).c_str());
+      ::unlink((aside + suffix).c_str());
     }
   }
 }
 
 // So that a power cut does not bring the damaged file back over the new one.
-void SyncFolder(const fs::path& folder) {
+void SyncFolder(const std::string& folder) {
   const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor >= 0) {
     ::fsync(descriptor);
@@ -159,9 +172,9 @@ bool PutAside(SourceKind kind, const char* path, Damage damage) {
   for (const char* suffix : kBesideSuffixes) {
     std::rename((std::string(path) + suffix).c_str(), (aside + suffix).c_str());
   }
-  SyncFolder(fs::path(path).parent_path());
+  SyncFolder(FolderOf(path));
   RemoveOldest(path);
-  const std::string name = fs::path(damage == Damage::Log ? aside + kLogSuffix : aside).filename().string();
+  const std::string name = NameOf(damage == Damage::Log ? aside + kLogSuffix : aside);
   PrintError("%s database damaged: put aside as %s\n", kKindIndexWord[kind], name.c_str());
   WriteLog("%s database damaged: put aside as %s", kKindIndexWord[kind], name.c_str());
   return true;

@@ -246,6 +246,16 @@ bool StoreAccess::AwaitNextAttempt(const RetryRule& rule, std::int32_t failures)
   return true;
 }
 
+bool StoreAccess::TryRepeatedly(const RetryRule& rule, bool (*attempt)(void*), void* object) {
+  std::int32_t failures = 0;
+  while (!IsReady() || (!attempt(object) && (!MendDamage() || !attempt(object)))) {
+    if (!AwaitNextAttempt(rule, ++failures)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 void ResetStore() {
   for (KindStore& store : stores) {
     const std::lock_guard lock(store.mutex);

@@ -72,6 +72,7 @@ class StoreAccess {
   const char* ErrorText() const { return database_.ErrorText(); }
 
  private:
+  bool TryRepeatedly(const RetryRule& rule, bool (*attempt)(void*), void* object);
   bool AwaitNextAttempt(const RetryRule& rule, std::int32_t failures);
   void Pause(const RetryRule& rule);
   bool IsReady();
@@ -89,13 +90,8 @@ class StoreAccess {
 
 template <typename Attempt>
 bool StoreAccess::TryRepeatedly(const RetryRule& rule, Attempt attempt) {
-  std::int32_t failures = 0;
-  while (!IsReady() || (!attempt() && (!MendDamage() || !attempt()))) {
-    if (!AwaitNextAttempt(rule, ++failures)) {
-      return false;
-    }
-  }
-  return true;
+  return TryRepeatedly(
+      rule, [](void* object) { return (*static_cast<Attempt*>(object))(); }, &attempt);
 }
 
 // Sets the memory of all kinds back to that at start: nothing is open, nothing recovered, no journal chosen.
