@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "ground/GenericFunctions.h"
 #include "ground/KindTable.h"
+#include "ground/Numbers.h"
 #include "ground/Trace.h"
 
 namespace datacollector {
@@ -158,6 +158,7 @@ void PackReadTime(RecordPacker& packer, const Packing& packing, TimeStampText& s
 // Reads the six pieces of "YYYY-MM-DD hh:mm:ss"; false when one is missing.
 bool ReadBrokenDownTime(std::string_view text, std::tm& time) {
   constexpr std::string_view kSeparators = "-- ::";
+  constexpr std::int32_t kFarthest = 1000000000;  // so that the year can be counted from 1900
   std::array<int, kSeparators.size() + 1> pieces{};
   for (std::size_t piece = 0; piece < pieces.size(); ++piece) {
     const bool last = piece == kSeparators.size();
@@ -165,9 +166,7 @@ bool ReadBrokenDownTime(std::string_view text, std::tm& time) {
     if (length == 0 || length == std::string_view::npos) {
       return false;
     }
-    FixedText<31> digits;
-    digits.Assign(text.substr(0, length));
-    pieces[piece] = static_cast<int>(std::strtol(digits.c_str(), nullptr, 10));
+    pieces[piece] = std::clamp(DecimalValue(text.substr(0, length)), -kFarthest, kFarthest);
     text.remove_prefix(last ? length : length + 1);
   }
   time.tm_year = pieces[0] - 1900;

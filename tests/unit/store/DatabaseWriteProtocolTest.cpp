@@ -311,6 +311,11 @@ TEST_F(ConvertTest, ATimeBeyond32BitsOfSecondsIsATime) {
   EXPECT_NEAR(std::stod(seconds_), 2209032000.0, 86400.0);  // whatever the time zone
 }
 
+TEST_F(ConvertTest, AYearOfAnySizeDoesNoHarm) {
+  EXPECT_EQ(Convert("99999999999999999999-11-20 10:00:05").result, 0);
+  EXPECT_NEAR(std::stod(seconds_), 3.2e16, 1e15);
+}
+
 TEST_F(ConvertTest, AMissingPieceIsAFailure) {
   for (const char* text :
        {"", "2026", "2026-11-20", "2026-11-20 10:00", "2026-11-20 10:00:", "-11-20 10:00:05"}) {
