@@ -67,9 +67,9 @@ void DecToBin(std::uint8_t* buffer, std::uint32_t value, std::size_t size);
 // 1: the path opens as a directory; -1: it does not exist; -2: it exists but is no directory.
 int IsDirectory(const char* path);
 
-// Writes `value` (0 or 1) to a GPIO that the system has exported as an output, through a shell. Always 0. With
-// fast rounds a value that stands there is written again after a second only: a shell for each of some hundred
-// records a second would take longer than the records.
+// Writes `value` (0 or 1) to a GPIO that the system has exported as an output, through a shell. Always 0.
+// With fast rounds a value that stands there is written again after a second only: a shell for each of some
+// hundred records a second would take longer than the records.
 int Toggle_GPIO(std::int32_t gpio, std::int32_t value);
 
 // "AIO", "DIO" and "TEMPERATURE" for 0 to 2, the empty text for any other index.
