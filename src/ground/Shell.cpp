@@ -84,8 +84,8 @@ class StartAttributes {
   posix_spawnattr_t attributes_{};
 };
 
-// The command's process, or -1. Not by fork: to copy a process of some megabytes for each command takes longer
-// than a small command itself.
+// The command's process, or -1. Not by fork: to copy a process of some megabytes for each command takes
+// longer than a small command itself.
 pid_t Start(const char* command) {
   std::array<char, 3> name = {"sh"};
   std::array<char, 3> option = {"-c"};
