@@ -1,0 +1,99 @@
+#!/bin/bash
+# The part of soak.sh that runs in the private root.
+#
+# Usage: soak-gateway.sh BUILD MINUTES RATE
+set -euo pipefail
+
+build=$1 minutes=$2 rate=$3
+checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+settings=/root/DataCollectorAppComponent/etc/Config
+log=/tmp/Log/DataCollectorApp/DataCollectorLog.txt
+log_limit_kb=1024
+daemon='' simulator='' broker=''
+
+# Called by the trap.
+# shellcheck disable=SC2317
+end_all() {
+  for process in $simulator $daemon $broker; do
+    kill -TERM "$process" 2>/dev/null || true
+  done
+  wait || true
+}
+trap end_all EXIT
+
+wait_for() {
+  local tries=$(($1 * 20))
+  shift
+  until "$@"; do
+    tries=$((tries - 1))
+    [ "$tries" -gt 0 ] || return 1
+    sleep 0.05
+  done
+}
+
+# shellcheck disable=SC2317  # called by wait_for
+broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
+
+# shellcheck disable=SC2317  # called by wait_for
+connected() { "$build/datacollectorctl" status --json | grep -q '"connected": *true'; }
+
+cp -r "$checkout/gateway/Config/root/." /root/
+sed -i -E 's/^([A-Za-z0-9]+DataSourceEnable *= *)[0-9]+/\11/' /root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg
+echo 'ForwardingRoundPauseInMilliSec = 10;' >>"$settings/DataCollectorGeneric.cfg"
+echo 1 >/tmp/networkstatus
+printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' >/tmp/broker.conf
+mosquitto -c /tmp/broker.conf >/tmp/broker.log 2>&1 &
+broker=$!
+wait_for 10 broker_answers
+"$build/DataCollector" >/dev/null 2>/tmp/errors.log &
+daemon=$!
+wait_for 30 connected
+sleep 3 # its subscriptions
+
+"$build/gateway-sim" --rate "$rate" --count "$((minutes * 60 * rate))" --meters 2 --lines 2 --settle 60 --quiet \
+  --expect-all-confirmed >/tmp/summary &
+simulator=$!
+
+field() { awk -v key="$1:" '$1 == key { print $2 }' "/proc/$daemon/status"; }
+kilobytes() { du -sk "$1" 2>/dev/null | cut -f1; }
+
+# The log is moved away when it is large, as the rotation does.
+rotate() { [ "$(kilobytes "$log" || echo 0)" -lt "$log_limit_kb" ] || mv "$log" "$log.1"; }
+
+printf '%8s %10s %10s %12s %8s %14s %9s\n' minute 'memory kB' 'peak kB' descriptors threads 'databases kB' 'log kB'
+third_memory=0 third_descriptors=0 third_threads=0 memory=0 descriptors=0 threads=0
+for ((minute = 1; minute <= minutes; ++minute)); do
+  sleep 50
+  echo 0 >/tmp/networkstatus
+  sleep 10
+  echo 1 >/tmp/networkstatus
+  rotate
+  memory=$(field VmRSS) threads=$(field Threads)
+  descriptors=$(find "/proc/$daemon/fd" -mindepth 1 | wc -l)
+  printf '%8d %10d %10d %12d %8d %14d %9d\n' "$minute" "$memory" "$(field VmHWM)" "$descriptors" "$threads" \
+    "$(kilobytes /vorl/disk/AppData)" "$(kilobytes /tmp/Log)"
+  if ((minute <= (minutes + 2) / 3)); then
+    third_memory=$((memory > third_memory ? memory : third_memory))
+    third_descriptors=$((descriptors > third_descriptors ? descriptors : third_descriptors))
+    third_threads=$threads
+  fi
+done
+
+result=0
+wait "$simulator" || result=1
+simulator=
+cat /tmp/summary
+"$build/datacollectorctl" status || true
+complain() {
+  echo "soak: $1" >&2
+  result=1
+}
+# A twentieth is what the allocator's own housekeeping comes to.
+((memory <= third_memory + third_memory / 20)) || complain "memory has grown from $third_memory to $memory kB"
+((descriptors <= third_descriptors + 2)) || complain "descriptors have grown from $third_descriptors to $descriptors"
+((threads == third_threads)) || complain "there are $threads threads instead of $third_threads"
+[ "$(grep -cv 'database: \|is empty: \|^DataCollector \|^Returning' /tmp/errors.log)" -eq 0 ] || {
+  complain "standard error is not empty:"
+  tail -n 5 /tmp/errors.log >&2
+}
+exit "$result"
