@@ -102,7 +102,7 @@ TEST_F(KeptSession, ThatTheBrokerHasForgottenIsBegunByAClientMadeAnew) {
   broker_.Stop();
   ASSERT_TRUE(WaitUntil([this] { return !cfg_->connected; }));
   broker_.Start();
-  ASSERT_TRUE(WaitUntil([this] { return cfg_->connected.load(); }));
+  ASSERT_TRUE(WaitUntil([&output] { return output.OutSoFar().ends_with("topic_count : 0\n"); }));
   EXPECT_NE(Handle(), before);
   EXPECT_EQ(output.Out(), "on_connect_callback:\nConnect Success:\ntopic_count : 0\n");
   EXPECT_EQ(toldSessions, 0);

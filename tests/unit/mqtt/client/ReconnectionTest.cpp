@@ -33,7 +33,7 @@ TEST_F(Reconnection, HappensWithAClientMadeAnewUnderTheSameIdentifier) {
   broker.Stop();
   ASSERT_TRUE(WaitUntil([this] { return !cfg_->connected; }));
   broker.Start();
-  ASSERT_TRUE(WaitUntil([this] { return cfg_->connected.load(); }));
+  ASSERT_TRUE(WaitUntil([&output] { return output.OutSoFar().ends_with("topic_count : 0\n"); }));
   const std::lock_guard lock(cfg_->mutex);
   EXPECT_NE(cfg_->mosq, before);
   EXPECT_EQ(cfg_->id.get(), identifier);
