@@ -35,7 +35,7 @@ wait_for() {
 broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
 
 # shellcheck disable=SC2317  # called by wait_for
-connected() { "$build/datacollectorctl" status --json | grep -q '"connected": *true'; }
+connected() { "$build/datacollectorctl" status --json | grep -q '"broker_connected": *true'; }
 
 cp -r "$checkout/gateway/Config/root/." /root/
 sed -i -E 's/^([A-Za-z0-9]+DataSourceEnable *= *)[0-9]+/\11/' /root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg
@@ -44,10 +44,10 @@ echo 1 >/tmp/networkstatus
 printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' >/tmp/broker.conf
 mosquitto -c /tmp/broker.conf >/tmp/broker.log 2>&1 &
 broker=$!
-wait_for 10 broker_answers
+wait_for 10 broker_answers || { echo "soak: the broker does not start" >&2; exit 1; }
 "$build/DataCollector" >/dev/null 2>/tmp/errors.log &
 daemon=$!
-wait_for 30 connected
+wait_for 30 connected || { echo "soak: the daemon does not connect" >&2; exit 1; }
 sleep 3 # its subscriptions
 
 "$build/gateway-sim" --rate "$rate" --count "$((minutes * 60 * rate))" --meters 2 --lines 2 --settle 60 --quiet \
