@@ -99,7 +99,12 @@ TEST_F(RestartTest, UnderLoadLosesNothing) {
   for (int restart = 0; restart < Rounds(kRestarts); ++restart) {
     std::this_thread::sleep_for(std::chrono::milliseconds(random() % kLongestLife));
     const bool kill = random() % 2 == 0;
-    kill ? Kill() : Terminate();
+    if (kill) {
+      Kill();
+    } else {
+      ASSERT_TRUE(Err().WaitFor("DataCollector "));  // before that the signal ends the process as any other
+      Terminate();
+    }
     kills += kill ? 1 : 0;
     leftOut += static_cast<int>(Err().Count("record left out"));
     Launch();
