@@ -6,12 +6,14 @@
 #   SESSION that is not empty is kept
 set -euo pipefail
 
+# shellcheck source-path=SCRIPTDIR disable=SC1091
+. "${BASH_SOURCE[0]%/*}/gateway-programs.sh"
+
 build=$1 seconds=$2 kinds=$3 pause=$4 keep=${5:-} session=${6:-}
 checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 work=${keep:-/tmp/demo}
 settings=/root/DataCollectorAppComponent/etc/Config
 databases=/vorl/disk/AppData/K740/DataCollector/Db
-daemon='' simulator='' broker=''
 
 # One record per kind every 2 s: the forwarding thread hands over at most one per kind in a little over a
 # second, and after an outage it has to catch up. Fast rounds take ten times that. As many records as fit
@@ -34,25 +36,11 @@ fail() {
 # Leaves behind what is to be kept, however the demo ends. Called by the trap.
 # shellcheck disable=SC2317
 collect() {
-  for process in $simulator $daemon $broker; do
-    kill -TERM "$process" 2>/dev/null || true
-  done
-  wait || true
+  end_programs
   [ -z "$keep" ] || cp -r "$databases" /tmp/Log "$work/" 2>/dev/null || true
 }
 trap collect EXIT
 trap 'exit 143' TERM INT HUP
-
-# Waits for a condition, at most so many seconds.
-wait_for() {
-  local tries=$(($1 * 20))
-  shift
-  until "$@"; do
-    tries=$((tries - 1))
-    [ "$tries" -gt 0 ] || return 1
-    sleep 0.05
-  done
-}
 
 now_ms() { echo $((${EPOCHREALTIME/[.,]/} / 1000)); }
 
@@ -88,17 +76,6 @@ configure() {
   [ "$pause" -eq 1000 ] ||
     echo "ForwardingRoundPauseInMilliSec = $pause;" >>"$settings/DataCollectorGeneric.cfg"
   [ -z "$session" ] || echo 'KeepSession = 1;' >>"$settings/DataCollectorMqtt.cfg"
-}
-
-# shellcheck disable=SC2317  # called by wait_for
-broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
-
-start_broker() {
-  printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' 'max_queued_messages 0' \
-    "log_dest file $work/broker.log" >/tmp/broker.conf
-  mosquitto -c /tmp/broker.conf >>"$work/broker.log" 2>&1 &
-  broker=$!
-  wait_for 10 broker_answers || fail "the broker does not start"
 }
 
 # Whether every topic is subscribed, counted from the byte of the trace at which this start began.
@@ -212,7 +189,7 @@ touch "$work/note" "$work/trace.log" "$work/errors.log"
 
 configure
 echo 1 >/tmp/networkstatus
-start_broker
+start_broker "$work/broker.log" || fail "the broker does not start"
 start_daemon
 start_simulator
 started=$(now_ms)

@@ -4,35 +4,16 @@
 # Usage: soak-gateway.sh BUILD MINUTES RATE
 set -euo pipefail
 
+# shellcheck source-path=SCRIPTDIR disable=SC1091
+. "${BASH_SOURCE[0]%/*}/gateway-programs.sh"
+
 build=$1 minutes=$2 rate=$3
 checkout=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 settings=/root/DataCollectorAppComponent/etc/Config
 log=/tmp/Log/DataCollectorApp/DataCollectorLog.txt
 log_limit_kb=1024
-daemon='' simulator='' broker=''
 
-# Called by the trap.
-# shellcheck disable=SC2317
-end_all() {
-  for process in $simulator $daemon $broker; do
-    kill -TERM "$process" 2>/dev/null || true
-  done
-  wait || true
-}
-trap end_all EXIT
-
-wait_for() {
-  local tries=$(($1 * 20))
-  shift
-  until "$@"; do
-    tries=$((tries - 1))
-    [ "$tries" -gt 0 ] || return 1
-    sleep 0.05
-  done
-}
-
-# shellcheck disable=SC2317  # called by wait_for
-broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
+trap end_programs EXIT
 
 # shellcheck disable=SC2317  # called by wait_for
 connected() { "$build/datacollectorctl" status --json | grep -q '"broker_connected": *true'; }
@@ -41,10 +22,7 @@ cp -r "$checkout/gateway/Config/root/." /root/
 sed -i -E 's/^([A-Za-z0-9]+DataSourceEnable *= *)[0-9]+/\11/' /root/SourceAppComponent/etc/Config/DataSourcesConfig.cfg
 echo 'ForwardingRoundPauseInMilliSec = 10;' >>"$settings/DataCollectorGeneric.cfg"
 echo 1 >/tmp/networkstatus
-printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' >/tmp/broker.conf
-mosquitto -c /tmp/broker.conf >/tmp/broker.log 2>&1 &
-broker=$!
-wait_for 10 broker_answers || { echo "soak: the broker does not start" >&2; exit 1; }
+start_broker /tmp/broker.log || { echo "soak: the broker does not start" >&2; exit 1; }
 "$build/DataCollector" >/dev/null 2>/tmp/errors.log &
 daemon=$!
 wait_for 30 connected || { echo "soak: the daemon does not connect" >&2; exit 1; }
