@@ -194,7 +194,13 @@ create_database() {
   ln "$workshop/database" "$path" 2>/dev/null || [ -e "$path" ] || mv -n "$workshop/database" "$path"
 }
 
+# What a power cut or a kill has left of an earlier run, which none takes an hour. Where find knows no ages it stays.
+clear_leftovers() {
+  find "${directory%/}/" -maxdepth 1 -type d -name '.create.??????' -mmin +60 -exec rm -rf {} + 2>/dev/null || true
+}
+
 mkdir -p "$directory" || fail "can't make the directory '$directory'"
+clear_leftovers
 choose_locking
 if [ ! -e "$path" ]; then
   create_database || fail "can't create the database '$path'"

@@ -1,6 +1,7 @@
 // What the table script makes of a good call.
 #include <sys/stat.h>
 
+#include <chrono>
 #include <fstream>
 
 #include "unit/tools/TableScript.h"
@@ -29,6 +30,19 @@ TEST_F(TableCreation, MakesDirectoriesDatabaseAndTable) {
 TEST_F(TableCreation, LeavesOnlyTheDatabaseInItsFolder) {
   ASSERT_EQ(CreateFrom(kColumns).status, 0);
   EXPECT_EQ(DatabaseFolder(), Rows{"Records.db"});
+}
+
+TEST_F(TableCreation, ClearsAwayWhatAKillLeftOfAnEarlierRunAndNothingElse) {
+  namespace fs = std::filesystem;
+  const auto twoHoursAgo = fs::file_time_type::clock::now() - std::chrono::hours(2);
+  for (const char* name : {".create.Left01", ".create.Busy01", ".created"}) {
+    fs::create_directories(databaseFolder_ / name / "inner");
+    std::ofstream(databaseFolder_ / name / "database") << "half of a table";
+  }
+  fs::last_write_time(databaseFolder_ / ".create.Left01", twoHoursAgo);
+  fs::last_write_time(databaseFolder_ / ".created", twoHoursAgo);
+  ASSERT_EQ(CreateFrom(kColumns).status, 0);
+  EXPECT_EQ(DatabaseFolder(), (Rows{".create.Busy01", ".created", "Records.db"}));
 }
 
 TEST_F(TableCreation, TakesADatabasePathWithoutTrailingSlash) {
