@@ -48,34 +48,44 @@ struct Pipe {
   Descriptor write;
 };
 
+// Reading does not block.
 Pipe MakePipe() {
   std::array<int, 2> ends = {-1, -1};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0 || ::fcntl(ends[0], F_SETFL, O_NONBLOCK) != 0) {
     ADD_FAILURE() << "pipe: " << std::strerror(errno);
   }
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-// Reads a stream to its end, or until `ended` is readable and nothing is left: a grandchild may keep the
-// stream open for longer than the process lives.
-std::jthread Reader(Descriptor stream, int ended, Transcript& transcript) {
-  return std::jthread([stream = std::move(stream), ended, &transcript] {
-    std::array<char, 65536> chunk{};
-    while (true) {
-      std::array<pollfd, 2> watched = {pollfd{stream.Get(), POLLIN, 0}, pollfd{ended, POLLIN, 0}};
-      ::poll(watched.data(), watched.size(), -1);
-      if (watched[0].revents == 0 && watched[1].revents != 0) {
-        break;
-      }
-      const ssize_t length = watched[0].revents == 0 ? 0 : ::read(stream.Get(), chunk.data(), chunk.size());
-      if (length > 0) {
-        transcript.Append({chunk.data(), static_cast<std::size_t>(length)});
-      } else if (watched[0].revents != 0) {
-        break;
-      }
+// What stands in a stream now, or a part of it; nothing from one that is closed. Closed at its end.
+std::string Take(Descriptor& stream) {
+  std::array<char, 65536> chunk{};
+  const ssize_t length = stream.Get() < 0 ? 0 : ::read(stream.Get(), chunk.data(), chunk.size());
+  if (length == 0 || (length < 0 && errno != EAGAIN)) {
+    stream.Close();
+  }
+  return length <= 0 ? "" : std::string(chunk.data(), static_cast<std::size_t>(length));
+}
+
+// Reads both streams to their ends, or until `ended` is readable and nothing is left: a grandchild may keep a
+// stream open for longer than the process lives. What was said on standard error before something was printed
+// is there before that is: whoever has waited for the one need not wait for the other.
+void ReadStreams(Descriptor printed, Transcript& out, Descriptor said, Transcript& err, int ended) {
+  while (printed.Get() >= 0 || said.Get() >= 0) {
+    std::array<pollfd, 3> watched = {pollfd{printed.Get(), POLLIN, 0}, pollfd{said.Get(), POLLIN, 0},
+                                     pollfd{ended, POLLIN, 0}};
+    ::poll(watched.data(), watched.size(), -1);
+    if (watched[0].revents == 0 && watched[1].revents == 0) {
+      break;
     }
-    transcript.Close();
-  });
+    const std::string next = Take(printed);
+    for (std::string before = Take(said); !before.empty(); before = Take(said)) {
+      err.Append(before);
+    }
+    out.Append(next);
+  }
+  out.Close();
+  err.Close();
 }
 
 }  // namespace
@@ -97,25 +107,22 @@ void Descriptor::Close() {
 }
 
 ChildProcess::ChildProcess(const Options& options) {
+  Pipe out;
   Pipe err = MakePipe();
   if (options.output == Output::kToFile) {
-    const Descriptor file(
+    out.write = Descriptor(
         ::open(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    Start(options, file.Get(), err.write.Get());
-    out_.Close();
   } else {
-    Pipe out = MakePipe();
-    Start(options, out.write.Get(), err.write.Get());
-    if (options.output == Output::kCollected) {
-      readers_.push_back(Reader(std::move(out.read), handle_.Get(), out_));
-    } else {
-      unread_ = std::move(out.read);
-      unreadFill_ = std::move(out.write);
-      out_.Close();
-    }
+    out = MakePipe();
   }
-  err.write.Close();
-  readers_.push_back(Reader(std::move(err.read), handle_.Get(), err_));
+  Start(options, out.write.Get(), err.write.Get());
+  if (options.output == Output::kUnread) {
+    unread_ = std::move(out.read);
+    unreadFill_ = std::move(out.write);
+  }
+  reader_ = std::jthread([this, printed = std::move(out.read), said = std::move(err.read)]() mutable {
+    ReadStreams(std::move(printed), out_, std::move(said), err_, handle_.Get());
+  });
 }
 
 void ChildProcess::Start(const Options& options, int outTarget, int errTarget) {
@@ -164,7 +171,7 @@ std::optional<int> ChildProcess::WaitForExit(std::chrono::milliseconds patience)
   int status = 0;
   if (::waitpid(pid_, &status, 0) == pid_) {
     status_ = status;
-    JoinReaders();
+    reader_.join();
   }
   return status_;
 }
@@ -184,13 +191,6 @@ bool ChildProcess::WaitUntilPipeIsFull(std::chrono::milliseconds patience) const
 void ChildProcess::ClosePipe() {
   unread_.Close();
   unreadFill_.Close();
-}
-
-void ChildProcess::JoinReaders() {
-  for (std::jthread& reader : readers_) {
-    reader.join();
-  }
-  readers_.clear();
 }
 
 bool ExitedWith(const std::optional<int>& status, int code) {

@@ -58,6 +58,7 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
 
   pid_t Pid() const { return pid_; }
+  // What was said on standard error before something was printed is there before that is.
   const Transcript& Out() const { return out_; }
   const Transcript& Err() const { return err_; }
 
@@ -75,7 +76,6 @@ class ChildProcess {
 
  private:
   void Start(const Options& options, int outTarget, int errTarget);
-  void JoinReaders();
 
   pid_t pid_ = -1;
   Descriptor handle_;      // readable when the process has ended
@@ -84,7 +84,7 @@ class ChildProcess {
   std::optional<int> status_;
   Transcript out_;
   Transcript err_;
-  std::vector<std::jthread> readers_;
+  std::jthread reader_;  // of both
 };
 
 // Whether a wait status says: exited by itself with this code.
