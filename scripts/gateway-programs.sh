@@ -21,7 +21,7 @@ broker_answers() { (exec 3<>/dev/tcp/127.0.0.1/1883) 2>/dev/null; }
 # Starts the broker, which writes to this file. Returns 1 if it does not answer.
 start_broker() {
   printf '%s\n' 'user root' 'listener 1883 127.0.0.1' 'allow_anonymous true' 'persistence false' 'max_queued_messages 0' \
-    "log_dest file $1" >/tmp/broker.conf
+    'set_tcp_nodelay true' "log_dest file $1" >/tmp/broker.conf
   mosquitto -c /tmp/broker.conf >>"$1" 2>&1 &
   broker=$!
   wait_for 10 broker_answers

@@ -2,6 +2,8 @@
 # The part of soak.sh that runs in the private root.
 #
 # Usage: soak-gateway.sh BUILD MINUTES RATE
+#
+# A line a minute, at the end of its outage: "unsent" has waited through that, "evicted" is since the start.
 set -euo pipefail
 
 # shellcheck source-path=SCRIPTDIR disable=SC1091
@@ -35,21 +37,29 @@ simulator=$!
 field() { awk -v key="$1:" '$1 == key { print $2 }' "/proc/$daemon/status"; }
 kilobytes() { du -sk "$1" 2>/dev/null | cut -f1; }
 
+# The sum of a figure over all kinds.
+total() {
+  { "$build/datacollectorctl" status --metrics || true; } |
+    awk -F '[ {]' -v name="datacollector_$1" '$1 == name || $1 == name "_total" { sum += $NF } END { print sum + 0 }'
+}
+
 # The log is moved away when it is large, as the rotation does.
 rotate() { [ "$(kilobytes "$log" || echo 0)" -lt "$log_limit_kb" ] || mv "$log" "$log.1"; }
 
-printf '%8s %10s %10s %12s %8s %14s %9s\n' minute 'memory kB' 'peak kB' descriptors threads 'databases kB' 'log kB'
+printf '%6s %10s %8s %12s %8s %13s %7s %7s %8s\n' \
+  minute 'memory kB' 'peak kB' descriptors threads 'databases kB' 'log kB' unsent evicted
 third_memory=0 third_descriptors=0 third_threads=0 memory=0 descriptors=0 threads=0
 for ((minute = 1; minute <= minutes; ++minute)); do
   sleep 50
   echo 0 >/tmp/networkstatus
   sleep 10
+  unsent=$(total unsent_records)
   echo 1 >/tmp/networkstatus
   rotate
   memory=$(field VmRSS) threads=$(field Threads)
   descriptors=$(find "/proc/$daemon/fd" -mindepth 1 | wc -l)
-  printf '%8d %10d %10d %12d %8d %14d %9d\n' "$minute" "$memory" "$(field VmHWM)" "$descriptors" "$threads" \
-    "$(kilobytes /vorl/disk/AppData)" "$(kilobytes /tmp/Log)"
+  printf '%6d %10d %8d %12d %8d %13d %7d %7d %8d\n' "$minute" "$memory" "$(field VmHWM)" "$descriptors" "$threads" \
+    "$(kilobytes /vorl/disk/AppData)" "$(kilobytes /tmp/Log)" "$unsent" "$(total evicted_unsent_records_ever)"
   if ((minute <= (minutes + 2) / 3)); then
     third_memory=$((memory > third_memory ? memory : third_memory))
     third_descriptors=$((descriptors > third_descriptors ? descriptors : third_descriptors))

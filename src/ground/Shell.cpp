@@ -9,8 +9,10 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
+#include <thread>
 
 #include "ground/Trace.h"
 
@@ -24,6 +26,11 @@ std::array<std::atomic<pid_t>, 4> runningGroups;
 
 // Set by the thread that ends the process: no command is started or answered any more.
 std::atomic<bool> stopping;
+
+// Threads that are starting a command, which may run already and has no place yet. Written by them, read by
+// the thread that ends the process, which waits for them, but not for long: a start takes some milliseconds.
+std::atomic<int> starting;
+constexpr int kLongestStart = 200;  // milliseconds
 
 // The calling thread has nothing more to do: the process is about to end.
 void StayIfStopping() {
@@ -108,12 +115,14 @@ void AwaitEnd(pid_t child) {
 
 int RunShellCommand(const char* command) {
   FlushTrace();
-  StayIfStopping();
-  const pid_t child = Start(command);
+  ++starting;
+  const pid_t child = stopping ? -1 : Start(command);
+  std::atomic<pid_t>* place = child < 0 ? nullptr : TakePlace(child);
+  --starting;
   if (child < 0) {
+    StayIfStopping();
     return -1;
   }
-  std::atomic<pid_t>* place = TakePlace(child);
   if (stopping) {
     ::kill(-child, SIGTERM);
   }
@@ -128,6 +137,9 @@ int RunShellCommand(const char* command) {
 
 void StopShellCommands() {
   stopping = true;
+  for (int waited = 0; starting != 0 && waited < kLongestStart; ++waited) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   for (const std::atomic<pid_t>& place : runningGroups) {
     if (const pid_t group = place; group > 0) {
       ::kill(-group, SIGTERM);

@@ -1,12 +1,15 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <filesystem>
@@ -18,6 +21,23 @@
 #include "ground/Trace.h"
 #include "support/CaptureOutput.h"
 #include "support/Texts.h"
+
+namespace {
+
+// How long a start takes behind the moment at which the command runs.
+std::atomic<int> slowStart;  // milliseconds
+
+}  // namespace
+
+// In front of the C library's.
+extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+                           const posix_spawnattr_t* attributes, char* const arguments[],
+                           char* const environment[]) {
+  static const auto real = reinterpret_cast<decltype(&posix_spawn)>(::dlsym(RTLD_NEXT, "posix_spawn"));
+  const int error = real(child, path, actions, attributes, arguments, environment);
+  std::this_thread::sleep_for(std::chrono::milliseconds(slowStart));
+  return error;
+}
 
 namespace datacollector {
 namespace {
@@ -125,6 +145,20 @@ TEST_F(Shell, ARunningCommandIsStopped) {
     StopShellCommands();
     return started && WaitUntil([this] { return IsDead(ReadFile(PathOf("started"))); });
   }));
+}
+
+// The command runs before the thread that starts it knows: it must not outlive the process.
+TEST_F(Shell, ACommandThatIsJustBeingStartedIsStopped) {
+  EXPECT_TRUE(HoldsInEndingProcess([this] {
+    slowStart = 100;
+    std::thread([this] {
+      RunShellCommand(("echo $$ >" + PathOf("started") + "; exec sleep 1000").c_str());
+    }).detach();
+    const bool started = WaitForLine("started");
+    StopShellCommands();
+    return started;
+  }));
+  EXPECT_TRUE(WaitUntil([this] { return IsDead(ReadFile(PathOf("started"))); }));
 }
 
 TEST_F(Shell, WhatTheCommandStartedIsStoppedWithIt) {
