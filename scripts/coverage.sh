@@ -22,11 +22,11 @@ GCOV_PREFIX=$data ctest --test-dir "$build" --output-on-failure -j "$(nproc)" >"
 }
 cp -r "$data$build/." "$build/"
 
-# Some branches count below zero where threads met: they are left out.
+# Now and then gcov counts a branch below zero: those are left out.
 for folder in "$@"; do
   echo "== $folder: lines, and the branches in all"
-  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --gcov-ignore-parse-errors --exclude-throw-branches \
-    --exclude-unreachable-branches "$build"
-  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --gcov-ignore-parse-errors --exclude-throw-branches \
-    --exclude-unreachable-branches --branches "$build" | tail -n 3
+  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --gcov-ignore-parse-errors \
+    --exclude-throw-branches --exclude-unreachable-branches "$build"
+  gcovr --root "$PWD" --object-directory "$build" --filter "$folder/" --gcov-ignore-parse-errors \
+    --exclude-throw-branches --exclude-unreachable-branches --branches "$build" | tail -n 3
 done

@@ -96,10 +96,7 @@ TEST_F(GenericConfig, APauseOutOfRangeIsNamedAndTakenAsAThousand) {
 }
 
 TEST_F(GenericConfig, FailsWhenTheGenericFileIsMissing) {
-  const Reading reading = ReadMissing(ReadGenericConfig);
-  EXPECT_EQ(reading.result, -1);
-  EXPECT_EQ(reading.out, Traced(kFile, "ReadGenericConfig", ""));
-  EXPECT_EQ(reading.err, path_ + ":0 - file I/O error\n");
+  ExpectFailureWithoutFile(ReadGenericConfig, Traced(kFile, "ReadGenericConfig", ""));
 }
 
 }  // namespace

@@ -49,10 +49,7 @@ MaxNumberofRegisters = 6;
 }
 
 TEST_F(SiteConfig, AMissingSiteFilePrintsNoEndLine) {
-  const Reading reading = ReadMissing(ReadSiteIDCfg);
-  EXPECT_EQ(reading.result, -1);
-  EXPECT_EQ(reading.out, "FILE:SiteConfig.cpp:LINE:N:FUNCTION:ReadSiteIDCfg:START\n");
-  EXPECT_EQ(reading.err, path_ + ":0 - file I/O error\n");
+  ExpectFailureWithoutFile(ReadSiteIDCfg, "FILE:SiteConfig.cpp:LINE:N:FUNCTION:ReadSiteIDCfg:START\n");
 }
 
 TEST_F(SiteConfig, WithoutTheSiteSwitchNothingOfTheSiteIsRead) {

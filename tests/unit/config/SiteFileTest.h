@@ -20,6 +20,12 @@ class SiteFileTest : public ConfigTest {
     path_ = PathOf("missing.cfg");
     return ReadThere(reader);
   }
+  void ExpectFailureWithoutFile(Reader reader, const std::string& printed) {
+    const Reading reading = ReadMissing(reader);
+    EXPECT_EQ(reading.result, -1);
+    EXPECT_EQ(reading.out, printed);
+    EXPECT_EQ(reading.err, path_ + ":0 - file I/O error\n");
+  }
   std::string Missing(const std::string& key) const {
     return "No '" + key + "' setting in " + path_ + " file\n";
   }

@@ -162,10 +162,7 @@ TEST_F(TopicsConfig, TopicsWithoutASlotAreReportedAndNotRead) {
 }
 
 TEST_F(TopicsConfig, FailsWhenTheTopicFileIsMissing) {
-  const Reading reading = ReadMissing(ReadTopicsConfig);
-  EXPECT_EQ(reading.result, -1);
-  EXPECT_EQ(reading.out, Traced(kFile, "ReadTopicsConfig", ""));
-  EXPECT_EQ(reading.err, path_ + ":0 - file I/O error\n");
+  ExpectFailureWithoutFile(ReadTopicsConfig, Traced(kFile, "ReadTopicsConfig", ""));
 }
 
 }  // namespace
